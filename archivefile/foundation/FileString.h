@@ -1,0 +1,69 @@
+// The older path class: the same path rules as FileStringA under unprefixed names, holding its text
+// in a GenString, plus the file services that extraction uses (file dates, the drive, destinations).
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "archivefile/foundation/GenString.h"
+
+namespace archivefile {
+
+class FileString {
+public:
+    FileString() = default;
+    FileString(const char* text) { text_.Strdup(text); }
+    explicit FileString(const GenString& text) : text_(text) {}
+
+    operator const char*() const { return text_.GetName(); }
+    const char* GetName() const { return text_.GetName(); }
+    std::string_view view() const { return text_.view(); }
+    const char* Set(const char* text) { return text_.Strdup(text); }
+    const char* Set(std::string_view text) { return text_.MemDup(text.data(), static_cast<int>(text.size())); }
+
+    const char* GetLastSlash() const;
+    // The extension with its dot; the empty text at the end of the name when there is none.
+    const char* GetExtOnly() const;
+    // Adds the default extension when the name has none.
+    const char* AddExt(const char* extension);
+    // Adds the extension whether or not the name has one.
+    const char* AddExtNew(const char* extension);
+    const char* ReplaceExt(const char* extension);
+    // The old form, kept working: takes the name as well.
+    const char* ReplaceExt(const char* name, const char* extension);
+    const char* RemoveExt();
+    const char* RemoveLeadingSlash();
+    // Renames the file this path names; 0 on success, -1 on failure.
+    int RenameFile(const char* to) const;
+    int FileIs() const;
+    bool FileExists() const;
+    bool FolderExists() const;
+    // Drive number of the path (1 for a:), or the current drive when it names none.
+    int GetDrive() const;
+    // Makes a drive current: 0 when nothing had to change, -1 on failure, else the previous drive.
+    static int SetDrive(int drive);
+    int SetDrive(const char* path) const;
+    int DriveType() const;
+    bool IsAbsolute() const;
+    int HasDrive() const;
+    int HasVnc() const;
+    // Modification time in seconds since 1970, or -1.
+    std::int64_t GetFileDate() const;
+    // Sets a file's modification time (this path's file when `name` is null).
+    bool SetFileDate(std::int64_t time, const char* name = nullptr) const;
+    bool GetFileStat(std::uint64_t& size, std::int64_t& time) const;
+    std::int64_t GetFileSize() const;
+    std::string ReadTextFile() const;
+    // Takes a destination folder; a folder that does not exist raises "Ouput folder does not exist\n".
+    const char* ParseDestination(const char* destination);
+    int CompareFull(const char* other) const;
+    int CompareList(std::span<const char* const> names) const;
+
+private:
+    std::string native() const;
+
+    GenString text_;
+};
+
+}  // namespace archivefile

@@ -1,0 +1,60 @@
+// Everything that talks to the operating system: folders, file times, the emulated drive, the
+// console key poll and the interrupt flag. No other file includes an operating-system header, so a
+// port to another system is one more implementation file beside Platform_posix.cpp.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <optional>
+#include <string>
+
+namespace archivefile {
+
+class Platform {
+public:
+    // The separator this system writes in paths.
+    static constexpr char separator = '/';
+
+    static std::string currentFolder();
+
+    // Drives are emulated: there is one drive, its current folder is the working folder, and drive
+    // numbers outside 1 to 26 fail as the platform call would.
+    static constexpr int emulatedDrive = 3;
+    static std::optional<std::string> driveFolder(int drive);
+    static int currentDrive() { return emulatedDrive; }
+    static bool changeDrive(int drive) { return drive >= 1 && drive <= 26; }
+
+    // Creates one folder (not its parents); 0 on success, else the system error number.
+    static int makeFolder(const std::string& path);
+    static bool isFolder(const std::string& path);
+    static bool isFile(const std::string& path);
+    static int removeFile(const std::string& path);
+    // 0 on success, else the system error number.
+    static int renameFile(const std::string& from, const std::string& to);
+
+    // Creates and opens for update a new file beside `target` (same folder, so that a rename can
+    // replace the target atomically); its name goes to `temporaryPath`. Null on failure.
+    static std::FILE* createTemporaryBeside(const std::string& target, std::string& temporaryPath);
+
+    static bool setModificationTime(const std::string& path, std::int64_t secondsSinceEpoch);
+    static std::optional<std::int64_t> modificationTime(const std::string& path);
+    static std::optional<std::uint64_t> fileSize(const std::string& path);
+
+    static int lastError();
+    static std::string errorText(int error);
+
+    // The local time in the layout "Sun Nov 22 03:44:47 2026", without a line feed.
+    static std::string localTimeText(std::int64_t secondsSinceEpoch);
+    static std::int64_t now();
+
+    static bool isTerminal(int fd);
+    // A key waiting on the console, or -1. Never blocks; with no terminal there is never a key.
+    static int pollKey();
+
+    // Ctrl-C sets a flag instead of ending the process, so that the operation in progress can stop
+    // cleanly at its next callback and remove what it was writing.
+    static void watchInterrupt();
+    static bool interruptRequested();
+};
+
+}  // namespace archivefile

@@ -1,0 +1,144 @@
+#include "archivefile/foundation/Platform.h"
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <ctime>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace archivefile {
+
+namespace {
+std::atomic<bool> interrupted{false};
+
+void onInterrupt(int) { interrupted.store(true); }
+}  // namespace
+
+std::string Platform::currentFolder() {
+    std::string folder(256, '\0');
+    while (::getcwd(folder.data(), folder.size()) == nullptr) {
+        if (errno != ERANGE) return {};
+        folder.resize(folder.size() * 2);
+    }
+    folder.resize(std::strlen(folder.c_str()));
+    return folder;
+}
+
+std::optional<std::string> Platform::driveFolder(int drive) {
+    if (drive < 1 || drive > 26) return std::nullopt;
+    return currentFolder();
+}
+
+int Platform::makeFolder(const std::string& path) {
+    return ::mkdir(path.c_str(), 0777) == 0 ? 0 : errno;
+}
+
+bool Platform::isFolder(const std::string& path) {
+    struct stat info {};
+    return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+bool Platform::isFile(const std::string& path) {
+    struct stat info {};
+    return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+}
+
+int Platform::removeFile(const std::string& path) {
+    return ::unlink(path.c_str()) == 0 ? 0 : errno;
+}
+
+int Platform::renameFile(const std::string& from, const std::string& to) {
+    return std::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+}
+
+std::FILE* Platform::createTemporaryBeside(const std::string& target, std::string& temporaryPath) {
+    std::string pattern = target + ".part-XXXXXX";
+    const int fd = ::mkstemp(pattern.data());
+    if (fd < 0) return nullptr;
+    // mkstemp makes the file private; the finished file gets the permissions a plain create would.
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    ::fchmod(fd, 0666 & ~mask);
+    std::FILE* file = ::fdopen(fd, "w+b");
+    if (file == nullptr) {
+        ::close(fd);
+        ::unlink(pattern.c_str());
+        return nullptr;
+    }
+    temporaryPath = std::move(pattern);
+    return file;
+}
+
+bool Platform::setModificationTime(const std::string& path, std::int64_t secondsSinceEpoch) {
+    struct timespec times[2];
+    times[0].tv_sec = static_cast<time_t>(secondsSinceEpoch);
+    times[0].tv_nsec = 0;
+    times[1] = times[0];
+    return ::utimensat(AT_FDCWD, path.c_str(), times, 0) == 0;
+}
+
+std::optional<std::int64_t> Platform::modificationTime(const std::string& path) {
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) return std::nullopt;
+    return static_cast<std::int64_t>(info.st_mtime);
+}
+
+std::optional<std::uint64_t> Platform::fileSize(const std::string& path) {
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) return std::nullopt;
+    return static_cast<std::uint64_t>(info.st_size);
+}
+
+int Platform::lastError() { return errno; }
+
+std::string Platform::errorText(int error) {
+    char buffer[256];
+    // The GNU variant may return a static text instead of filling the buffer.
+    const char* text = ::strerror_r(error, buffer, sizeof buffer);
+    return text ? text : "Unknown error";
+}
+
+std::string Platform::localTimeText(std::int64_t secondsSinceEpoch) {
+    const auto seconds = static_cast<time_t>(secondsSinceEpoch);
+    struct tm local {};
+    if (::localtime_r(&seconds, &local) == nullptr) return {};
+    char buffer[64];
+    const std::size_t length = std::strftime(buffer, sizeof buffer, "%a %b %e %H:%M:%S %Y", &local);
+    return std::string(buffer, length);
+}
+
+std::int64_t Platform::now() { return static_cast<std::int64_t>(std::time(nullptr)); }
+
+bool Platform::isTerminal(int fd) { return ::isatty(fd) == 1; }
+
+int Platform::pollKey() {
+    if (!isTerminal(STDIN_FILENO)) return -1;
+    struct termios saved {};
+    if (::tcgetattr(STDIN_FILENO, &saved) != 0) return -1;
+    struct termios raw = saved;
+    raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+    raw.c_cc[VMIN] = 0;
+    raw.c_cc[VTIME] = 0;
+    if (::tcsetattr(STDIN_FILENO, TCSANOW, &raw) != 0) return -1;
+    unsigned char key = 0;
+    const ssize_t got = ::read(STDIN_FILENO, &key, 1);
+    ::tcsetattr(STDIN_FILENO, TCSANOW, &saved);
+    return got == 1 ? key : -1;
+}
+
+void Platform::watchInterrupt() {
+    struct sigaction action {};
+    action.sa_handler = onInterrupt;
+    sigemptyset(&action.sa_mask);
+    ::sigaction(SIGINT, &action, nullptr);
+}
+
+bool Platform::interruptRequested() { return interrupted.load(); }
+
+}  // namespace archivefile

@@ -1,0 +1,23 @@
+// The root object with the texture-index handler as well.
+#pragma once
+
+#include <memory>
+
+#include "archivefile/foundation/VexDLL.h"
+
+namespace archivefile {
+
+class TexFile;
+
+class VexDLLExt : public VexDLL {
+public:
+    VexDLLExt();
+    ~VexDLLExt() override;
+
+    TexFile* texFile() const { return textureIndex_.get(); }
+
+private:
+    std::unique_ptr<TexFile> textureIndex_;
+};
+
+}  // namespace archivefile

@@ -1,0 +1,96 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "archivefile/foundation/GenericError.h"
+#include "archivefile/foundation/Guarded.h"
+#include "archivefile/foundation/TextException.h"
+#include "archivefile/foundation/VexDLL.h"
+#include "archivefile/foundation/VexDLLExt.h"
+#include "archivefile/foundation/VexFileIO.h"
+
+using namespace archivefile;
+
+namespace {
+std::string errors;
+std::string logs;
+bool collectErrors(const char* text, ...) { errors += text; return true; }
+bool collectLogs(const char* text, ...) { logs += text; return true; }
+}  // namespace
+
+TEST(GenericError, EveryCodeHasItsText) {
+    EXPECT_STREQ(GenericError::ErrorString(0), "No Error(s)");
+    EXPECT_STREQ(GenericError::ErrorString(1), "Premature EOF");
+    EXPECT_STREQ(GenericError::ErrorString(6), "cannot write to file");
+    EXPECT_STREQ(GenericError::ErrorString(9), "User cancelled");
+    EXPECT_STREQ(GenericError::ErrorString(10), "dll Unknown throw Error");
+    EXPECT_STREQ(GenericError::ErrorString(-1), "dll Unknown throw Error");
+}
+
+TEST(VexDLL, CreatesEveryHandlerAndReportsItsVersion) {
+    VexDLLExt root;
+    EXPECT_STREQ(root.VersionStr(), "4.11");
+    EXPECT_NE(root.archiveFile(), nullptr);
+    EXPECT_NE(root.rapFile(), nullptr);
+    EXPECT_NE(root.rapify(), nullptr);
+    EXPECT_NE(root.p3dFile(), nullptr);
+    EXPECT_NE(root.fxyFile(), nullptr);
+    EXPECT_NE(root.pewFile(), nullptr);
+    EXPECT_NE(root.pacFile(), nullptr);
+    EXPECT_NE(root.vexSound(), nullptr);
+    EXPECT_NE(root.wrpFile(), nullptr);
+    EXPECT_NE(root.rtmFile(), nullptr);
+    EXPECT_NE(root.texFile(), nullptr);
+}
+
+TEST(Callbacks, WithoutCallbacksTextGoesToStandardErrorWithoutCarriageReturns) {
+    VexFileIO stream;
+    ::testing::internal::CaptureStderr();
+    stream.PrintToStdErr("first line\r\nsecond 100%% line\r\n");
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "first line\nsecond 100% line\n");
+}
+
+TEST(Callbacks, ErrorCallbackStaysWhenTheLogCallbackIsReplaced) {
+    VexFileIO stream;
+    errors.clear();
+    logs.clear();
+    stream.SetErrCallBack(collectErrors);
+    stream.SetCallBack(collectLogs);
+    EXPECT_EQ(stream.logCallback(), &collectLogs);
+    stream.Throw(GE_NoError, "warning %d\r\n", 7);
+    EXPECT_EQ(errors, "warning 7\r\n");
+    EXPECT_EQ(logs, "");
+    // An explicit callback always wins.
+    stream.PrintToStdErr("direct", collectLogs);
+    EXPECT_EQ(logs, "direct");
+}
+
+TEST(Callbacks, SetCallBackInstallsBothWhenNoCallerErrorCallbackIsSet) {
+    VexFileIO stream;
+    logs.clear();
+    stream.SetErrCallBack(VexFileIO::KeyPollCallBack);
+    stream.SetCallBack(collectLogs);
+    stream.Throw(GE_NoError, "%s", "both");
+    EXPECT_EQ(logs, "both");
+}
+
+TEST(Guarded, RaisedCodesBecomeTheResultAfterTheMessage) {
+    VexFileIO stream;
+    errors.clear();
+    stream.SetCallBack(collectErrors);
+    EXPECT_EQ(guarded(stream, [&] { stream.Throw(GE_NoError, "only a warning\r\n"); }), 0);
+    EXPECT_EQ(guarded(stream, [&] { stream.Throw(GE_InvalidFile, "bad header in %s\r\n", "x.bin"); }), 3);
+    EXPECT_EQ(errors, "only a warning\r\nbad header in x.bin\r\n");
+    EXPECT_EQ(guarded(stream, [] { return -14; }), -14);
+    EXPECT_EQ(guarded(stream, []() -> int { archivefile::raise(-7); }), -7);
+}
+
+TEST(Guarded, MisuseRaisedAsTextIsReportedAsACodeBug) {
+    VexFileIO stream;
+    errors.clear();
+    stream.SetCallBack(collectErrors);
+    bool cleaned = false;
+    EXPECT_EQ(guarded(stream, [] { throw TextException("hasdrive invalid n:"); }, [&] { cleaned = true; }), GE_CodeBug);
+    EXPECT_TRUE(cleaned);
+    EXPECT_EQ(errors, "hasdrive invalid n:");
+}

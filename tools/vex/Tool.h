@@ -1,0 +1,41 @@
+// What every vex command shares: the library root, the callbacks that print the library's lines,
+// the verbosity switches and the way a failure is reported.
+#pragma once
+
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "archivefile/foundation/VexDLLExt.h"
+#include "archivefile/foundation/VexFileIO.h"
+
+namespace vex {
+
+// Exit statuses: 0 success, 1 the operation failed, 2 the command line was wrong.
+inline constexpr int Success = 0;
+inline constexpr int Failure = 1;
+inline constexpr int UsageError = 2;
+
+class Tool {
+public:
+    Tool();
+
+    archivefile::VexDLLExt& root() { return root_; }
+
+    // Progress and warnings go to standard error (nothing with -q); `toStandardOutput` is for
+    // commands whose data are the library's lines, such as a listing.
+    archivefile::LogCallback callback(bool toStandardOutput = false) const;
+    // Prints "vex: error: <text> (code N)" and gives the exit status for a library result.
+    int report(int code, const std::string& text) const;
+    int fail(const std::string& text) const;
+
+    bool quiet = false;
+    bool verbose = false;
+    // The exit status of the command that ran.
+    int status = Success;
+
+private:
+    archivefile::VexDLLExt root_;
+};
+
+}  // namespace vex
