@@ -48,7 +48,7 @@ void VexFileIO::loadImage(std::FILE* file) {
         // Two zero bytes after the data terminate a text, even one of 16-bit units.
         ownedImage_.assign(size + 2, 0);
     } catch (const std::bad_alloc&) {
-        ownedImage_ = {};
+        ownedImage_ = std::vector<unsigned char>();
         Throw(GE_NoError,
               "\r\nInformation: Cannot allocate %llu bytes for fread(). File is massive\r\nUsing I/O instead. "
               "Expect LOOOOOOONG processing time\r\n",
@@ -59,7 +59,7 @@ void VexFileIO::loadImage(std::FILE* file) {
         return;
     }
     if (std::fread(ownedImage_.data(), 1, size, file) != size || std::fseek(file, 0, SEEK_END) != 0) {
-        ownedImage_ = {};
+        ownedImage_ = std::vector<unsigned char>();
         std::fclose(file);
         Throw(GE_PrematureEof, "\r\nCannot read entire file\r\n");
     }
@@ -129,7 +129,8 @@ void VexFileIO::OpenPseudoFile(const unsigned char* bytes, std::uint64_t size) {
 void VexFileIO::CloseInput() {
     if (!pseudo_) {
         if (hugeInput_ != nullptr) std::fclose(hugeInput_);
-        ownedImage_ = {};
+        // A new vector, not `= {}`: clearing would keep the image's memory allocated.
+        ownedImage_ = std::vector<unsigned char>();
     }
     hugeInput_ = nullptr;
     image_ = nullptr;
