@@ -1,6 +1,20 @@
-// Config text compiled into a class tree and binarised. Its operations arrive with the config
-// compiler.
+// The config compiler: config text (config.cpp, description.ext, mission.sqm and what they include)
+// goes through the preprocessor into a tree of RapClass nodes, which queries read, a merge combines
+// with another tree, and the raP writer binarises.
 #pragma once
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "archivefile/config/RapClass.h"
+#include "archivefile/foundation/GenString.h"
+#include "archivefile/foundation/VexFileIO.h"
 
 namespace archivefile {
 
@@ -8,11 +22,338 @@ class VexDLL;
 
 class Rapify {
 public:
-    explicit Rapify(VexDLL* parent) : parent_(parent) {}
+    // Codes of the compiler; 1 to 9 are the shared codes.
+    enum Errors : int {
+        RAP_UnexpectedEol = 10,
+        RAP_BadEval = 11,
+        RAP_EofEncountered = 12,
+        RAP_MismatchedQuotes = 13,
+        RAP_NoToken = 14,
+        RAP_RecursiveComment = 15,
+        RAP_ExpectedStatement = 16,
+        RAP_NoIncludeToUninclude = 17,
+        RAP_ExpectedSemicolon = 18,
+        RAP_ExpectedClassName = 19,
+        RAP_ExpectedInherit = 20,
+        RAP_UnknownDirective = 21,
+        RAP_UnknownUndef = 22,
+        RAP_ExpectedArray = 23,
+        RAP_BadDefine = 24,
+        RAP_ExpectedArguments = 25,
+        RAP_NotEnoughArguments = 26,
+        RAP_DuplicatedDefine = 27,
+        RAP_SingleHash = 28,
+        RAP_CannotInclude = 29,
+        RAP_NoOpenBlock = 30,
+        RAP_Duplicated = 31,
+        RAP_ContinuationAtEof = 32,
+        RAP_MissingBase = 33,
+        RAP_NoClasses = 34,
+        RAP_UnknownArrayType = 35,
+        RAP_CannotWrite = 36,
+        RAP_UnknownPacket = 37,
+        RAP_TgrExtern = 38,
+        RAP_MissingFiles = 39,
+        RAP_CannotChangeDrive = 40,
+        RAP_EvalUnprocessable = 41,
+    };
+
+    // Option bits of OpenRapText and Text2RapClass.
+    static constexpr int ForceKern = 0x1;
+
+    // The low two bits of the mode word choose the raP style; bit 7 records __EVAL or __EXEC.
+    static constexpr int StyleMask = 0x3;
+    static constexpr int TgrStyle = 0;
+    static constexpr int KernStyle = 1;
+    static constexpr int SignedStyle = 2;
+    static constexpr int HasEvalsBit = 0x80;
+
+    // Bounds that end hostile input with a code instead of exhausting the stack or the clock.
+    static constexpr int MaxClassDepth = 256;
+    static constexpr int MaxArrayDepth = 256;
+    static constexpr int MaxIncludeDepth = 64;
+    static constexpr int MaxExpansionDepth = 256;
+    static constexpr std::size_t MaxLineMiB = 16;
+    static constexpr std::size_t MaxExpandedLine = MaxLineMiB << 20;
+    static constexpr std::int64_t MaxExpansionsPerLine = 1 << 20;
+    // Text scanned and built while expanding one line: defines whose joins and arguments feed
+    // each other can otherwise take exponential time below every other bound.
+    static constexpr std::size_t MaxExpansionWorkMiB = 64;
+    static constexpr std::size_t MaxExpansionWork = MaxExpansionWorkMiB << 20;
+
+    struct EnumItem {
+        std::string name;
+        std::int32_t value = 0;
+    };
+
+    // What one compile read and built; `vex config check` prints it.
+    struct Statistics {
+        std::int64_t classes = 0;         // classes with a body
+        std::int64_t externClasses = 0;   // extern and delete entries
+        std::int64_t values = 0;          // named values and arrays
+        std::int64_t defines = 0;         // defines in force at the end
+        std::int64_t filesRead = 0;       // the main text and every include
+        std::int64_t lines = 0;           // physical lines read
+        std::int64_t expandedBytes = 0;   // text handed to the parser, one line feed per line
+    };
+
+    explicit Rapify(VexDLL* parent);
+    ~Rapify();
+    Rapify(const Rapify&) = delete;
+    Rapify& operator=(const Rapify&) = delete;
     VexDLL* parent() const { return parent_; }
 
+    // Compiling. Each compiled text gets a tree of its own; earlier ones stay until Close.
+    // The text of a file; relative includes of the file resolve against its folder.
+    int OpenRapText(const char* fileName, int options, LogCallback callback);
+    // Text from memory (up to its first zero byte); `name` is what __FILE__ and messages give, and
+    // its relative includes resolve against the include root (or the current folder).
+    int Text2RapClass(std::string_view text, int options, LogCallback callback, const char* name = "text");
+    // Where include names rooted at a separator ("\x\tag\file.hpp") and names with a drive
+    // ("p:\x\tag\file.hpp") are looked for; without one, a rooted name is a path of this system and
+    // a drive cannot be reached.
+    void SetIncludeRoot(const char* folder);
+    const char* GetIncludeRoot() const { return includeRoot_.c_str(); }
+    // Frees every tree and the compile state.
+    void Close();
+
+    // Errors. The first error below 32 sticks for the rest of the compile.
+    const char* ErrorString(int code);
+    const char* ErrFname() const { return errorFile_.c_str(); }
+    int LineCount() const { return errorLine_; }
+    int ErrorCode() const { return errorCode_; }
+    bool HasEvals() const { return (modeWord_ & HasEvalsBit) != 0; }
+    int ModeWord() const { return modeWord_; }
+    const Statistics& statistics() const { return statistics_; }
+
+    // The tree of the current compile.
+    RapClass* GetFirst();
+    const std::vector<EnumItem>& enumTable() const;
+    // Makes a node owned by this compiler; failing to allocate raises code 2.
+    RapClass* CreateRapClass(int kind = RapClass::ClassKind);
+    RapClass* AddEmbeddedEntry(RapClass* node, int kind = RapClass::ClassKind);
+    // Merges the entries of another tree's primary class into the current tree; 0, or -1 after the
+    // reason went to the standard error stream.
+    int Merge(RapClass* otherPrimary);
+
+    // Queries. A null class means the primary class, which is checked first; names compare without
+    // regard to case.
+    RapClass* rap_FindEntry(const char* name, int kind = -1, RapClass* start = nullptr);
+    RapClass* rap_FindEmbeddedClass(const char* name, RapClass* cls = nullptr);
+    RapClass* rap_FindEmbeddedArray(const char* name, RapClass* cls = nullptr);
+    RapClass* rap_FindEmbeddedVar(const char* name, RapClass* cls = nullptr);
+    RapClass* rap_FindEmbeddedEntry(const char* name, RapClass* cls = nullptr);
+    static RapClass* rap_NextClass(RapClass* node);
+    static RapClass* rap_NextArray(RapClass* node);
+    static RapClass* rap_GetFirstSimpleArrayEntry(RapClass* array);
+    static RapClass* rap_GetNextSimpleArrayEntry(RapClass* element);
+    // The primary class of the tree compiled from a file of that name (the last one when the file
+    // was compiled more than once), or null; the name of the current tree.
+    RapClass* rap_FindFilename(const char* name);
+    const char* rap_GetFilename() const;
+
+    // The primary class must be a nameless class with no siblings and no base; a breach is an
+    // internal fault and raises text.
+    static void CheckPrimary(const RapClass* primary);
+
 private:
+    friend class RapClass;
+
+    // ---- The compile as a whole ----------------------------------------------------------------
+    struct Tree {
+        std::string fileName;
+        RapClass* primary = nullptr;
+        std::vector<EnumItem> enums;
+    };
+    int compile(std::string_view text, const std::string& name, const std::string& folder, int options,
+                LogCallback callback, std::unique_ptr<VexFileIO> file);
+    void resetCompile(int options, LogCallback callback);
+    void finishCompile();
+    // Stores a code by the first-error rule, with the place where it happened.
+    void _SetError(int code);
+    [[noreturn]] void fail(int code);
+    // Sends a descriptive line to the callback, then fails.
+    [[noreturn]] void failWith(int code, const std::string& line);
+    void notify(const char* text);
+    const char* _ErrString(int code) const;
+    // A zero-terminated copy of `text` that lives as long as the trees; "" for an empty text.
+    const char* internText(std::string_view text);
+    Tree& currentTree();
+
+    // ---- Preprocessor: lines and directives ----------------------------------------------------
+    struct Source {
+        std::unique_ptr<VexFileIO> file;  // owns the text of a file; null for text in memory
+        std::string_view text;
+        std::size_t position = 0;
+    };
+    struct IncludeRecord {
+        std::string name;
+        std::string folder;
+        int line = 0;
+    };
+    // Reads the next logical line into line_: false at the end of the whole text.
+    bool readLogicalLine();
+    bool readTrimmedLine(std::string& into);
+    bool readPhysicalLine(std::string_view& line);
+    void stripComments(std::string_view physical, std::string& into);
+    void endOfSource();
+    void handleDirective(std::string_view line);
+    void directiveDefine(std::string_view rest);
+    void directiveInclude(std::string_view rest);
+    void directiveUninclude();
+    std::string resolveInclude(std::string_view name);
+    void openInclude(std::string_view name);
+    int currentLine() const { return records_.empty() ? 0 : records_.back().line; }
+    const std::string& currentFile() const;
+
+    // ---- Preprocessor: macros ------------------------------------------------------------------
+    enum class SegmentKind : std::uint8_t { Literal, Parameter, Stringize, JoinedWord, Join };
+    struct Segment {
+        SegmentKind kind;
+        std::uint32_t offset;  // Literal and JoinedWord: the text in the body
+        std::uint32_t length;  // Parameter and Stringize: the parameter number from 1 in `offset`
+    };
+    struct Define {
+        std::string body;        // parameters already turned into "#n#" placeholders
+        int parameterCount = -1; // -1: no parameter list
+        std::vector<Segment> segments;
+    };
+    struct StringHash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view text) const {
+            std::uint64_t hash = 14695981039346656037ull;
+            for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211ull;
+            return static_cast<std::size_t>(hash);
+        }
+    };
+    using DefineTable = std::unordered_map<std::string, Define, StringHash, std::equal_to<>>;
+    // Scratch text per expansion depth, so that deep expansions reuse their buffers.
+    struct ExpansionScratch {
+        std::string substituted;
+        std::string argumentsText;
+        std::vector<std::string> arguments;
+        std::vector<std::pair<std::size_t, std::size_t>> bounds;
+    };
+    ExpansionScratch& scratchAt(int depth);
+    void storeDefine(std::string_view name, std::string_view parameters, bool hasParameters,
+                     std::string_view body);
+    void compileBody(Define& define);
+    const Define* findDefine(std::string_view name) const;
+    // Expands `text` onto `out`, which must not hold `text`. Inside a define's arguments
+    // (`argumentMode`) a define that takes parameters but has no list after it stays text.
+    void expandText(std::string_view text, std::string& out, int depth, bool argumentMode);
+    // Expands the word at [wordStart, wordEnd), a built-in word or the name of `define`, and
+    // returns where the text goes on. At depth 0 an argument list left open at the end of the line
+    // reads further lines into line_, and `text` is moved to it.
+    std::size_t expandWord(std::string_view& text, std::size_t wordStart, std::size_t wordEnd, const Define* define,
+                           std::string& out, int depth, bool argumentMode);
+    std::size_t expandBuiltin(std::string_view word, std::string_view text, std::size_t after, std::string& out,
+                              int depth);
+    // Splits and expands the arguments after `open` into the scratch of `depth`; returns the
+    // position after the closing parenthesis.
+    std::size_t readArguments(std::string_view& text, std::size_t open, std::size_t& count, int depth,
+                              bool mayReadLines);
+    std::size_t matchParenthesis(std::string_view text, std::size_t open) const;
+
+    // ---- Preprocessor: __EVAL ------------------------------------------------------------------
+    void evaluate(std::string_view expression, std::string& out);
+
+    // ---- Parser --------------------------------------------------------------------------------
+    // Names compare without regard to case.
+    struct NameHash {
+        std::size_t operator()(std::string_view text) const;
+    };
+    struct NameEqual {
+        bool operator()(std::string_view a, std::string_view b) const;
+    };
+    using NameIndex = std::unordered_multimap<std::string_view, RapClass*, NameHash, NameEqual>;
+    struct OpenBody {
+        RapClass* cls = nullptr;
+        // The names of a large body's entries, built once the body grows past a few.
+        std::unique_ptr<NameIndex> index;
+        std::size_t entries = 0;
+    };
+    void parseText();
+    bool nextLine();
+    void skipBlanks();
+    bool skipBlanksAndLines();
+    bool atLineEnd() const { return cursor_ >= expanded_.size(); }
+    char peek() const { return atLineEnd() ? '\0' : expanded_[cursor_]; }
+    std::string_view readWord();
+    void parseClass();
+    void parseDelete();
+    void parseEnum();
+    void parseAssignment(std::string_view name);
+    void parseArrayElements(RapClass* array);
+    void readValue(RapClass* node, bool inArray);
+    void endStatement();
+    RapClass* addEntry(int kind, std::string_view name);
+    const RapClass* findClassIn(const RapClass* scope, std::string_view name, const OpenBody* open) const;
+    bool findBase(std::string_view base, const RapClass*& resolved) const;
+    [[noreturn]] void failAtEnd();
+    [[noreturn]] void failTruncated();
+
+    // ---- Merge ---------------------------------------------------------------------------------
+    int MergeScan(RapClass* existing, RapClass* incoming, int depth);
+    RapClass* MergeAddClassRecurse(RapClass* into, const RapClass* entry, int depth);
+    void MergeDeleteBody(RapClass* entry);
+
     VexDLL* parent_;
+    VexFileIO stream_;
+    LogCallback callback_ = nullptr;
+
+    // Trees and the storage of their nodes and texts, freed all at once by Close.
+    std::vector<std::unique_ptr<std::byte[]>> nodeBlocks_;
+    std::byte* nextNode_ = nullptr;
+    std::size_t nodesLeft_ = 0;
+    std::size_t nodeBlockSize_ = 0;
+    std::size_t textBlockSize_ = 0;
+    std::vector<std::unique_ptr<char[]>> textBlocks_;
+    char* textCursor_ = nullptr;
+    std::size_t textRemaining_ = 0;
+    std::vector<Tree> trees_;
+
+    // Compile state.
+    std::string includeRoot_;
+    std::vector<Source> sources_;
+    std::vector<IncludeRecord> records_;
+    DefineTable defines_;
+    // A filter over the first and last characters and the length of every defined name: most
+    // words name no define and are told so without a lookup.
+    static constexpr std::size_t DefineFilterBits = 4096;
+    static std::size_t defineFilterBit(std::string_view name) {
+        return (static_cast<unsigned char>(name.front()) * 131u + static_cast<unsigned char>(name.back()) * 17u +
+                name.size()) % DefineFilterBits;
+    }
+    std::array<std::uint64_t, DefineFilterBits / 64> defineFilter_{};
+    // Grown a level at a time; a deque keeps the levels in place while deeper ones are added.
+    std::deque<ExpansionScratch> scratch_;
+    std::vector<const Define*> activeDefines_;
+    std::int64_t expansionsThisLine_ = 0;
+    std::size_t expansionWork_ = 0;
+    int openBlocks_ = 0;
+    int skipDepth_ = 0;
+    bool newerText_ = false;
+    int modeWord_ = 0;
+    int errorCode_ = 0;
+    std::string errorFile_;
+    int errorLine_ = 0;
+    GenString errorText_;
+    Statistics statistics_;
+
+    // The logical line being read, and its expansion that the parser reads.
+    std::string line_;
+    std::string physical_;
+    std::string expanded_;
+    std::size_t cursor_ = 0;
+    bool endOfText_ = false;
+
+    // Parser state.
+    std::vector<OpenBody> bodies_;
+    std::vector<RapClass*> arrays_;
+    std::string valueText_;
+    // The class that a class inherits from, where this text defines it with a body.
+    std::unordered_map<const RapClass*, const RapClass*> bases_;
 };
 
 }  // namespace archivefile

@@ -38,4 +38,6 @@ private:
     archivefile::VexDLLExt root_;
 };
 
+void addConfigCommands(CLI::App& app, Tool& tool);
+
 }  // namespace vex

@@ -1,0 +1,22 @@
+// Writes a config tree the way mods are built: a root config.cpp that includes a macro library and
+// hundreds of files several folders deep, each of which calls defines with parameters, joins and
+// stringizes names, and chooses between variants with conditionals.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+
+namespace archivefile::bench {
+
+struct ConfigTree {
+    std::filesystem::path includeRoot;  // what `-I` names: rooted include names start here
+    std::filesystem::path config;       // the root config.cpp
+    int files = 0;                      // files written, the root config included
+    int machines = 0;                   // classes that the machine define makes
+};
+
+// Writes the tree into `folder` (made when missing) so that its expanded text is close to
+// `expandedBytes`. The same size and seed always give the same files.
+ConfigTree writeConfigTree(const std::filesystem::path& folder, std::uint64_t expandedBytes, std::uint32_t seed = 1);
+
+}  // namespace archivefile::bench
