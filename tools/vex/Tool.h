@@ -38,6 +38,7 @@ private:
     archivefile::VexDLLExt root_;
 };
 
+void addConfigDecodeCommand(CLI::App& app, Tool& tool);
 void addConfigCommands(CLI::App& app, Tool& tool);
 
 }  // namespace vex

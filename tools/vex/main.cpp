@@ -19,6 +19,7 @@ int main(int argc, char** argv) {
     vex::Tool tool;
     app.add_flag("-q,--quiet", tool.quiet, "Print no progress lines");
     app.add_flag("-v,--verbose", tool.verbose, "Print every line the library reports");
+    vex::addConfigDecodeCommand(app, tool);
     vex::addConfigCommands(app, tool);
 
     try {

@@ -1,0 +1,58 @@
+#!/usr/bin/env bash
+# vex config decode as a user runs it: text on standard output or into a file named with -o, tabs on
+# request, and failures that leave no file behind and exit with status 1.
+set -euo pipefail
+: "${VEX:?set VEX to the vex binary}"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+failures=0
+check() {  # check DESCRIPTION COMMAND...
+    local what=$1; shift
+    if ! "$@"; then echo "FAIL: $what"; failures=$((failures + 1)); fi
+}
+
+# Offset style: the root holds class C { y = 2; } and x = 1; C's body follows the root's, then the
+# empty enum table.
+rap="$work/config.bin"
+printf '\x00raP\x00\x00\x00\x00\x08\x00\x00\x00\x33\x00\x00\x00' >"$rap"
+printf '\x00\x02\x00C\x00\x25\x00\x00\x00\x01\x02x\x00\x01\x00\x00\x00\x25\x00\x00\x00' >>"$rap"
+printf '\x00\x01\x01\x02y\x00\x02\x00\x00\x00\x33\x00\x00\x00\x00\x00\x00\x00' >>"$rap"
+printf '#define _KERN_\r\n\r\n//Class %s{\r\nclass C\r\n{\r\n y = 2;\r\n};\r\nx = 1;\r\n//};\r\n\r\n//ndefs=0\r\n' "$rap" >"$work/expected"
+
+"$VEX" config decode "$rap" >"$work/stdout"
+check "text on standard output" cmp -s "$work/stdout" "$work/expected"
+
+"$VEX" config decode "$rap" -o "$work/out.cpp" >"$work/stdout"
+check "text written with -o" cmp -s "$work/out.cpp" "$work/expected"
+check "nothing on standard output with -o" test ! -s "$work/stdout"
+
+"$VEX" config decode --tabs "$rap" >"$work/stdout"
+check "--tabs indents with a tab" grep -q $'^\ty = 2;\r$' "$work/stdout"
+
+# A file that is not binarised: status 1, the library's message, and the earlier output file kept.
+printf 'class A {};\r\n' >"$work/text.cpp"
+echo "earlier" >"$work/kept.cpp"
+status=0
+"$VEX" config decode "$work/text.cpp" -o "$work/kept.cpp" 2>"$work/stderr" || status=$?
+check "a text config fails with status 1" test "$status" -eq 1
+check "the failure names the code" grep -q 'vex: error: RapFile: Not a raP file (code 100)' "$work/stderr"
+check "the earlier output file is kept" grep -qx earlier "$work/kept.cpp"
+check "no temporary file is left" test "$(ls -A "$work" | tr '\n' ' ')" = "config.bin expected kept.cpp out.cpp stderr stdout text.cpp "
+
+# A file cut short: the text as far as it goes, ended by a comment naming the error.
+head -c 30 "$rap" >"$work/cut.bin"
+status=0
+"$VEX" config decode "$work/cut.bin" >"$work/stdout" 2>/dev/null || status=$?
+check "a file cut short fails" test "$status" -eq 1
+check "the partial text ends with the error" test "$(tail -c 17 "$work/stdout")" = $'//Premature EOF\r'
+
+status=0
+"$VEX" config decode "$work/absent.bin" >"$work/stdout" 2>"$work/stderr" || status=$?
+check "a missing file fails with code 3" grep -q '(code 3)' "$work/stderr"
+check "a missing file gives no text" test ! -s "$work/stdout"
+status=0
+"$VEX" config decode 2>/dev/null || status=$?
+check "a missing FILE is a usage error" test "$status" -eq 2
+
+if [ "$failures" -ne 0 ]; then exit 1; fi
+echo "config decode: all checks passed"
