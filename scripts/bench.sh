@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Benchmarks: the Google Benchmark programs, and timed runs of vex on generated data.
-# Usage: scripts/bench.sh [NAME...]   with no name every benchmark runs; names: float blockcoder
+# Usage: scripts/bench.sh [NAME...]   with no name every benchmark runs; names: float blockcoder unpack
+#        unpack_memory config config_memory
 # Generated data goes under ${BENCH_DATA:-/tmp/archivefile-bench}, never into the repository.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -22,7 +23,74 @@ google_bench() {
 bench_float() { google_bench bench_float; }
 bench_blockcoder() { google_bench bench_blockcoder; }
 
-all=(float blockcoder)
+# Seconds of the fastest of three runs of a command. Before each run the output folder is emptied and
+# the disk is synced, so that writing back an earlier run's files is not counted.
+best_of_three() {
+  local into=$1; shift
+  local best=""
+  for _ in 1 2 3; do
+    rm -rf "$into" && mkdir -p "$into" && sync
+    local start end
+    start=$(date +%s.%N)
+    "$@" >/dev/null
+    end=$(date +%s.%N)
+    best=$(awk -v a="$start" -v b="$end" -v best="$best" 'BEGIN { t = b - a; print (best == "" || t < best) ? t : best }')
+  done
+  echo "$best"
+}
+
+# vex unpack of a stored 1 GiB archive of 5,000 files of mixed sizes, SHA-1 check included, against
+# tar -xf of a tar of the same files into the same kind of folder. The goal is at most 1.5 times tar.
+bench_unpack() {
+  local dir=$data/unpack
+  if [ ! -f "$dir/files.tar" ]; then
+    rm -rf "$dir" && mkdir -p "$dir"
+    "$build/bench/generate_archive" "$dir/files" "$dir/files.pbo" $((1 << 30)) 5000
+    tar -cf "$dir/files.tar" -C "$dir/files" .
+  fi
+  cat "$dir/files.pbo" "$dir/files.tar" >/dev/null
+  echo "== unpack: 1 GiB, 5000 files ($build/tools/vex/vex -q unpack files.pbo -o out, tar -xf files.tar -C out)"
+  local vex_seconds tar_seconds
+  vex_seconds=$(best_of_three "$dir/out-vex" "$build/tools/vex/vex" -q unpack "$dir/files.pbo" -o "$dir/out-vex")
+  tar_seconds=$(best_of_three "$dir/out-tar" tar -xf "$dir/files.tar" -C "$dir/out-tar")
+  rm -rf "$dir/out-vex" "$dir/out-tar"
+  awk -v v="$vex_seconds" -v t="$tar_seconds" \
+    'BEGIN { printf "vex unpack %.2f s, tar -xf %.2f s, ratio %.2f (goal <= 1.50)\n", v, t, v / t }'
+}
+
+# Peak resident memory of extracting a 2 GiB archive of 2,000 entries: it must stay near the largest
+# entry, never near the archive.
+bench_unpack_memory() {
+  local dir=$data/unpack_memory
+  if [ ! -f "$dir/large.pbo" ]; then
+    rm -rf "$dir" && mkdir -p "$dir"
+    "$build/bench/generate_archive" "$dir/unused" "$dir/large.pbo" $((2 << 30)) 2000 --archive-only | tee "$dir/plan.txt"
+  fi
+  echo "== unpack_memory: 2 GiB, 2000 entries (/usr/bin/time -v $build/tools/vex/vex -q unpack large.pbo -o out)"
+  cat "$dir/plan.txt"
+  rm -rf "$dir/out"
+  /usr/bin/time -v "$build/tools/vex/vex" -q unpack "$dir/large.pbo" -o "$dir/out" 2>&1 |
+    grep -E "Maximum resident set size|Elapsed \(wall clock\)"
+  rm -rf "$dir/out"
+}
+
+# The config front end on the generated 50 MB mod tree (preprocess and parse, bytes of expanded text
+# per second; the goal is at least 30 MB/s), and on plain text without defines.
+bench_config() { CONFIG_BENCH_MB=50 google_bench bench_config; }
+
+# Peak resident memory of `vex config check` on the generated 50 MB tree: at most 10 times the
+# expanded text.
+bench_config_memory() {
+  local dir=$data/config_tree
+  if [ ! -f "$dir/demo/config.cpp" ]; then
+    rm -rf "$dir" && "$build/bench/generate_config_tree" "$dir" 50
+  fi
+  echo "== config_memory: /usr/bin/time -v $build/tools/vex/vex config check $dir/demo/config.cpp -I $dir"
+  /usr/bin/time -v "$build/tools/vex/vex" config check "$dir/demo/config.cpp" -I "$dir" 2>&1 |
+    grep -E "bytes expanded|Maximum resident set size|Elapsed \(wall clock\)|User time|System time"
+}
+
+all=(float blockcoder unpack unpack_memory config config_memory)
 selected=("${@:-${all[@]}}")
 for name in "${selected[@]}"; do
   if ! declare -F "bench_$name" >/dev/null; then

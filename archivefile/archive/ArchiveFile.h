@@ -1,17 +1,213 @@
-// Archives (.pbo): reading, extraction and building. Its operations arrive with the archive reader.
+// Archives (.pbo): opening and checking an archive, handing out the data of its entries, and
+// extracting it into a folder tree. The reader is in ArchiveRead.cpp, extraction in
+// ArchiveExtract.cpp; building archives sits beside them in ArchiveBuild.cpp.
 #pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "archivefile/archive/TokenPair.h"
+#include "archivefile/archive/pbo_entry.h"
+#include "archivefile/foundation/FileString.h"
+#include "archivefile/foundation/Sha1.h"
+#include "archivefile/foundation/VexFileIO.h"
 
 namespace archivefile {
 
 class VexDLL;
 
+// The archive handler's own results; ErrorString gives their texts. Codes -1 to -28 serve reading,
+// extraction and building alike (-20 is not used).
+enum ArchiveErrors : int {
+    AE_NoError = 0,
+    AE_Truncated = -1,
+    AE_NoMemory = -2,
+    AE_NoFile = -3,
+    AE_CodeBug = -4,
+    AE_CannotWrite = -5,
+    AE_CompressionError = -6,
+    AE_DescriptionNotReducible = -7,
+    AE_MultipleProperties = -8,
+    AE_UnknownHeaderType = -9,
+    AE_UnbinarisedModel = -10,
+    AE_UnbinarisedWorld = -11,
+    AE_UserCancelled = -12,
+    AE_CannotRemoveFolder = -13,
+    AE_IllegalFolder = -14,
+    AE_RapError = -15,
+    AE_ModelOrWorldFormat = -16,
+    AE_BadSha = -17,
+    AE_NoMissionOrConfig = -18,
+    AE_UntranslatableUnicode = -19,
+    AE_NotAscii = -21,
+    AE_UnknownException = -22,
+    AE_Empty = -23,
+    AE_ResidualBytes = -24,
+    AE_NoSha = -25,
+    AE_NothingToExtract = -26,
+    AE_CannotReadFile = -27,
+    AE_MissingFiles = -28,
+};
+
 class ArchiveFile {
 public:
-    explicit ArchiveFile(VexDLL* parent) : parent_(parent) {}
+    // Option flags of OpenPbo and extraction (one int, passed unchanged all the way down).
+    static constexpr int IgnorePrefix = 0x01;   // extract into a folder named after the archive
+    static constexpr int DecodeText = 0x02;     // decode binarised configs while extracting
+    static constexpr int ListOnly = 0x04;       // report the entries, write nothing
+    static constexpr int Brief = 0x08;          // no header report; names only when listing
+    static constexpr int Strict = 0x20;         // missing or wrong checksums and empty selections stay errors
+    static constexpr int AlwaysRemoveFolder = 0x1000000;
+    // Flag of GetFileData: decode binarised configs and byte-order marks.
+    static constexpr int DecodeData = 0x01;
+
+    // Archive types, by the generation of tools that wrote them (GetPboType).
+    static constexpr int TypeNoProperties = 0;
+    static constexpr int TypeProperties = 0x80;
+    static constexpr int TypePrefixNoTrailer = 0x100;
+    static constexpr int TypePrefixChecksum = 0x200;
+    static constexpr int TypePrefixSha = 0x400;
+    static constexpr int TypeShaNoPrefix = 0x10000;
+
+    // Content kinds of the header report; archives with a prefix and a SHA-1 add WithPrefix.
+    static constexpr int KindMission = 1;
+    static constexpr int KindCampaign = 2;
+    static constexpr int KindAddon = 4;
+    static constexpr int KindMissionAddon = 5;
+    static constexpr int KindCampaignAddon = 6;
+    static constexpr int KindNoConfig = 7;
+    static constexpr int KindWithPrefix = 8;
+
+    static constexpr const char* PrefixFileName = "PboPrefix.txt";
+
+
+    explicit ArchiveFile(VexDLL* parent);
+    ~ArchiveFile();
+    ArchiveFile(const ArchiveFile&) = delete;
+    ArchiveFile& operator=(const ArchiveFile&) = delete;
+
     VexDLL* parent() const { return parent_; }
 
+    // Opens an archive, reads and checks its header and trailer, and reports the header through
+    // `callback`. 0, or a code; on -17 (wrong checksum) the archive stays open so that a caller may
+    // still extract from it.
+    int OpenPbo(const char* path, LogCallback callback, int flags = 0);
+    bool ClosePbo();
+    bool isOpen() const { return stream_.ReadActive(); }
+
+    // 1 for a ".pbo" name, 4 for ".ifa", else 0 (case ignored).
+    static unsigned HasPboExt(const char* name);
+    // Whether the archive exists: the name as it stands when it has an archive extension, else with ".pbo".
+    static unsigned PboExists(const char* name);
+
+    int GetPboType() const { return type_; }
+    bool HasPrefix() const;
+    const char* GetPrefix() const;
+    // Changes the prefix of an archive that has one; null (and no change) for one that has none.
+    const char* SetPrefix(const char* prefix);
+    const std::vector<TokenPair>& properties() const { return properties_; }
+    // The header report, from "======<HEADER>=======" to "======</HEADER>============".
+    const char* headerReport() const { return headerReport_.c_str(); }
+    // The title of the type and the content line of the report, each as the report words them.
+    const char* typeTitle() const;
+    const char* contentLine() const;
+    int contentKind() const;
+    // The trailer as read: the SHA-1 digest (20 bytes), the checksum (4 bytes), or nothing.
+    std::span<const std::uint8_t> storedDigest() const;
+    // The code of odd but accepted header values (0 when there are none), and its text.
+    int strangeValues() const { return strangeValues_; }
+    const char* _StrangeValuesStr() const;
+    // The last result of an exported operation.
+    int lastError() const { return lastError_; }
+
+    // The entries in header order.
+    std::size_t entryCount() const { return entries_.size(); }
+    pbo_entry* GetChain() const;
+    pbo_entry* GetLast() const;
+    pbo_entry* GetNext(const pbo_entry* entry) const;
+    pbo_entry* GetPrevious(const pbo_entry* entry) const;
+    const char* GetEntryFilename(const pbo_entry* entry) const;
+    // An entry by its path inside the archive; case and the kind of slash are ignored.
+    pbo_entry* FindEntry(const char* name) const;
+
+    // Loads one entry's data, expanded; with DecodeData a binarised config becomes text and a text
+    // with a byte-order mark becomes plain 8-bit text. 0 or a code.
+    int GetFileData(pbo_entry* entry, int flags = 0);
+
+    // Opens the archive, then lists or extracts it, and closes it again.
+    int ExtractPbo(const char* path, LogCallback callback, int flags, const char* fileList = nullptr,
+                   const char* destFolder = nullptr);
+    // Extracts from the archive already open; a non-zero `keepData` keeps each entry's data loaded.
+    int ExtractPreOpened(unsigned flags, const char* fileList, const char* destFolder, int keepData);
+    // "PboPrefix.txt" and "$PBOPREFIX$" (case ignored) name the prefix file.
+    static bool IsPrefixFile(const char* name);
+    static bool IsPrefixFile(const FileString& name);
+
+    const char* ErrorString(int code) const;
+
 private:
+    // Reading.
+    int _ReadHeaders();
+    void _header_read_start();
+    bool _ReadPair();
+    int readTrailer(std::uint64_t dataEnd);
+    bool shaMatches(std::uint64_t dataEnd);
+    void _CallBackHeaderDetails(int flags);
+    void appendEntry(pbo_entry&& entry);
+    void loadData(pbo_entry& entry);
+    int decodeConfig(pbo_entry& entry);
+    int decodeByteOrderMark(pbo_entry& entry);
+    int CommonException(int code);
+    [[gnu::format(printf, 2, 3)]] void report(const char* format, ...);
+
+    // Extraction.
+    int _Extract(const char* outputFolder, const char* fileList, unsigned flags, int keepData);
+    int _ExtractToFile(const char* outputFolder, pbo_entry* entry, bool decode, const char* fileList,
+                       std::int64_t archiveTime, int keepData);
+    int _ExtractFile(pbo_entry* entry, std::string target, bool decode, std::int64_t archiveTime, int keepData);
+    bool _MatchList(const pbo_entry* entry, const char* fileList) const;
+    int _PrefixFile_MakeName(const char* folder, bool brief);
+    int _PrefixFile_Write(const char* folder, bool brief);
+    bool _KegsFile_Write(const char* folder, const char* prefix);
+    void listEntries(int flags);
+    std::string outputFolder(unsigned flags, const char* destFolder);
+    bool insideOutput(const std::string& target);
+    bool makeFoldersFor(const std::string& target);
+    bool writeFile(const std::string& target, std::span<const std::uint8_t> bytes);
+
     VexDLL* parent_;
+    VexFileIO stream_;   // the archive, read piece by piece
+    VexFileIO writer_;   // the files being extracted
+    LogCallback callback_ = nullptr;
+    int lastError_ = AE_NoError;
+    int type_ = TypeNoProperties;
+    std::string prefix_;
+    std::string headerReport_;
+    std::uint64_t dataStart_ = 0;
+    int strangeValues_ = 0;
+    // Lead byte, then 20 digest bytes or 4 checksum bytes.
+    std::array<std::uint8_t, 21> trailer_{};
+    std::size_t trailerSize_ = 0;
+    Sha1::Digest computedDigest_{};
+    std::vector<TokenPair> properties_;
+    std::vector<std::unique_ptr<pbo_entry>> entries_;
+
+    // Extraction in progress: the folder the caller named (nothing is written outside it) as given
+    // and as resolved, the folders inside it already checked and made, and how many entries were
+    // refused for their names.
+    struct Extraction {
+        std::string placeNamed;
+        std::string placeResolved;
+        std::unordered_set<std::string> checkedFolders;
+        std::unordered_set<std::string> madeFolders;
+        std::size_t refusals = 0;
+    };
+    Extraction extraction_;
 };
 
 }  // namespace archivefile

@@ -39,6 +39,7 @@ private:
 };
 
 void addConfigDecodeCommand(CLI::App& app, Tool& tool);
+void addArchiveCommands(CLI::App& app, Tool& tool);
 void addConfigCommands(CLI::App& app, Tool& tool);
 
 }  // namespace vex

@@ -1,0 +1,345 @@
+// Extraction: the output folder, selection by a file list, one file written per entry with its time,
+// the prefix file, and the listing that replaces extraction in list mode. Nothing is written outside
+// the folder the caller named, whatever names the archive carries.
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <string_view>
+
+#include "archivefile/archive/ArchiveFile.h"
+#include "archivefile/foundation/FileStringA.h"
+#include "archivefile/foundation/Guarded.h"
+#include "archivefile/foundation/PathRules.h"
+#include "archivefile/foundation/Platform.h"
+#include "archivefile/foundation/TextFormat.h"
+
+namespace archivefile {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::vector<std::string> listItems(const char* fileList) {
+    if (fileList == nullptr || *fileList == '\0') return {};
+    GenString list;
+    list.Strdup(fileList);
+    std::vector<std::string> items = list.ParseCommas();
+    std::erase_if(items, [](const std::string& item) { return item.empty(); });
+    return items;
+}
+
+// Windows reserves these names in every folder, whatever extension follows them; an archive made
+// there cannot mean them as files, and one that uses them is hostile.
+bool isDeviceName(std::string_view component) {
+    std::string_view stem = component.substr(0, component.find('.'));
+    while (!stem.empty() && stem.back() == ' ') stem.remove_suffix(1);
+    static constexpr std::array<std::string_view, 7> devices{"CON", "PRN", "AUX", "NUL", "CONIN$", "CONOUT$", "CLOCK$"};
+    for (const std::string_view device : devices)
+        if (paths::equalIgnoringCase(stem, device)) return true;
+    return stem.size() == 4 && (paths::equalIgnoringCase(stem.substr(0, 3), "COM") ||
+                                paths::equalIgnoringCase(stem.substr(0, 3), "LPT")) &&
+           stem[3] >= '1' && stem[3] <= '9';
+}
+
+// A name that could place a file outside the output folder: absolute, with a drive, with a ".."
+// component, or naming a device.
+bool unsafeName(std::string_view name) {
+    if (paths::hasRoot(name) || (name.size() >= 2 && name[1] == ':')) return true;
+    std::size_t start = 0;
+    while (start <= name.size()) {
+        const std::size_t end = std::min(name.find_first_of("\\/", start), name.size());
+        const std::string_view component = name.substr(start, end - start);
+        if (component == ".." || isDeviceName(component)) return true;
+        start = end + 1;
+    }
+    return false;
+}
+
+std::string joined(const std::string& folder, const std::string& name) {
+    FileStringA path;
+    return path.fs_format_folder_and_file(folder.c_str(), name.c_str());
+}
+
+// "*" cannot stand in a file name, so archives that use it get a "z" in its place.
+std::string withoutStars(std::string text) {
+    std::replace(text.begin(), text.end(), '*', 'z');
+    return text;
+}
+
+bool within(const fs::path& candidate, const fs::path& root) {
+    const fs::path relative = candidate.lexically_relative(root);
+    return !relative.empty() && *relative.begin() != "..";
+}
+
+}  // namespace
+
+// ---- Listing and extracting a whole archive ------------------------------------------------------
+
+int ArchiveFile::ExtractPbo(const char* path, LogCallback callback, int flags, const char* fileList,
+                            const char* destFolder) {
+    const int opened = OpenPbo(path, callback, flags);
+    if (opened != AE_NoError && opened != AE_BadSha) return opened;
+    const bool badSha = opened == AE_BadSha;
+    int code = CommonException(guarded(
+        stream_,
+        [&]() -> int {
+            if (badSha) {
+                if (flags & Strict) {
+                    report("Warning: Content NOT extracted\r\n");
+                    return AE_BadSha;
+                }
+                report("Warning: Content extracted regardless\r\n");
+            }
+            if (flags & ListOnly) {
+                listEntries(flags);
+                return AE_NoError;
+            }
+            return ExtractPreOpened(static_cast<unsigned>(flags), fileList, destFolder, 0);
+        },
+        [this] { writer_.abandonOutput(); }));
+    if (code == AE_NoError && badSha) code = AE_BadSha;
+    ClosePbo();
+    lastError_ = code;
+    return code;
+}
+
+void ArchiveFile::listEntries(int flags) {
+    for (const auto& entry : entries_) {
+        if (flags & Brief) {
+            report("%s\r\n", entry->name());
+            continue;
+        }
+        std::string time = Platform::localTimeText(entry->timeStamp());
+        if (const std::size_t newline = time.rfind('\n'); newline != std::string::npos) time.erase(newline);
+        // The listing keeps its long-standing layout, signed sizes included: no entry of an archive
+        // comes near 2 GiB.
+        const auto originalSize = static_cast<int>(entry->originalSize());
+        const auto dataSize = static_cast<int>(entry->dataSize());
+        const std::string line =
+            entry->isCompressed()
+                ? formatText("%s:%s: size %d (compressed or encrypted) %d", entry->name(), time.c_str(),
+                             originalSize, dataSize)
+                : formatText("%s:%s: size %d", entry->name(), time.c_str(), dataSize);
+        report("%s\r\n", line.c_str());
+    }
+    if (strangeValues_ != 0) report("%s\r\n", _StrangeValuesStr());
+}
+
+int ArchiveFile::ExtractPreOpened(unsigned flags, const char* fileList, const char* destFolder, int keepData) {
+    if (!isOpen()) return lastError_ = AE_CodeBug;
+    return CommonException(guarded(
+        stream_,
+        [&]() -> int {
+            extraction_ = {};
+            const bool hasDestination = destFolder != nullptr && *destFolder != '\0';
+            const bool usePrefix = HasPrefix() && !(flags & IgnorePrefix);
+            if (usePrefix && !prefix_.empty() && unsafeName(prefix_)) {
+                report("Cannot use prefix %s: it leads outside the output folder\r\n", prefix_.c_str());
+                return AE_IllegalFolder;
+            }
+            const std::string folder = outputFolder(flags, destFolder);
+            const bool remove = !usePrefix || !hasDestination || (flags & AlwaysRemoveFolder);
+            if (remove && writer_.RemoveFoldersRecurse(folder.c_str()) != 1) {
+                report("Cannot destroy folder(s) %s : %s\r\n", folder.c_str(),
+                       Platform::errorText(Platform::lastError()).c_str());
+                return AE_CannotRemoveFolder;
+            }
+
+            const bool brief = (flags & Brief) != 0;
+            const std::vector<std::string> items = listItems(fileList);
+            const auto namesPrefixFile = [](const std::string& item) { return IsPrefixFile(item.c_str()); };
+            if (std::any_of(items.begin(), items.end(), namesPrefixFile)) {
+                if (!HasPrefix()) {
+                    std::fputs("Warning: this pbo has no prefix to extract\n", stderr);
+                    return AE_NoError;
+                }
+                return _PrefixFile_MakeName(folder.c_str(), brief);
+            }
+
+            int result = _Extract(folder.c_str(), fileList, flags, keepData);
+            if (strangeValues_ != 0) report("%s\r\n", _StrangeValuesStr());
+            if (result == AE_NothingToExtract && !(flags & Strict)) {
+                report("Warning: no file(s) to extract\r\n");
+                result = AE_NoError;
+            }
+            if (result == AE_NoError && items.empty() && HasPrefix()) result = _PrefixFile_Write(folder.c_str(), brief);
+            return result;
+        },
+        [this] { writer_.abandonOutput(); }));
+}
+
+std::string ArchiveFile::outputFolder(unsigned flags, const char* destFolder) {
+    const std::string archive = stream_.GetFileAndPath();
+    const std::string withoutExtension = FileStringA().fs_GetDriveFileAndPathNoExt(archive.c_str());
+    const bool hasDestination = destFolder != nullptr && *destFolder != '\0';
+    std::string place = hasDestination ? std::string(destFolder) : withoutExtension;
+    if (place.size() > paths::rootLength(place) && paths::trailingSlash(place) != paths::none) place.pop_back();
+    extraction_.placeNamed = paths::native(place);
+    std::error_code ignored;
+    extraction_.placeResolved = fs::weakly_canonical(extraction_.placeNamed, ignored).string();
+
+    if (HasPrefix() && !(flags & IgnorePrefix)) return joined(place, withoutStars(prefix_));
+    if (hasDestination) return joined(place, FileStringA().fs_GetFilenameOnly(archive.c_str()));
+    return place;
+}
+
+// ---- One entry -----------------------------------------------------------------------------------
+
+int ArchiveFile::_Extract(const char* outputFolder, const char* fileList, unsigned flags, int keepData) {
+    const std::int64_t archiveTime = FileString(stream_.GetFileAndPath()).GetFileDate();
+    if (archiveTime < 0) report("\r\nDebug: cannot get file time\r\n");
+    if (entries_.empty()) return AE_Empty;
+
+    int extracted = 0;
+    for (const auto& entry : entries_) {
+        const std::size_t refusedBefore = extraction_.refusals;
+        const int result = _ExtractToFile(outputFolder, entry.get(), (flags & DecodeText) != 0, fileList,
+                                          archiveTime, keepData);
+        // A refused entry is reported and skipped; the others are still extracted.
+        if (result == AE_NothingToExtract || extraction_.refusals != refusedBefore) continue;
+        if (result != AE_NoError) return result;
+        ++extracted;
+    }
+    if (extraction_.refusals != 0) return AE_IllegalFolder;
+    return extracted > 0 ? AE_NoError : AE_NothingToExtract;
+}
+
+int ArchiveFile::_ExtractToFile(const char* outputFolder, pbo_entry* entry, bool decode, const char* fileList,
+                                std::int64_t archiveTime, int keepData) {
+    if (!entry->hasName()) return AE_NoFile;
+    if (!_MatchList(entry, fileList)) return AE_NothingToExtract;
+    report("%s", entry->name());
+    if (IsPrefixFile(entry->fileName())) {
+        report(" ignoring erroneous prefix file inside pbo\r\n");
+        return AE_NoError;
+    }
+    if (unsafeName(entry->fileName().view())) {
+        report(" refused: an absolute path, a drive, \"..\" or a device name cannot be extracted\r\n");
+        ++extraction_.refusals;
+        return AE_IllegalFolder;
+    }
+    std::string target = joined(outputFolder, withoutStars(entry->name()));
+    if (!insideOutput(target)) {
+        report(" refused: a symbolic link on its path leads outside the output folder\r\n");
+        ++extraction_.refusals;
+        return AE_IllegalFolder;
+    }
+    return _ExtractFile(entry, std::move(target), decode, archiveTime, keepData);
+}
+
+int ArchiveFile::_ExtractFile(pbo_entry* entry, std::string target, bool decode, std::int64_t archiveTime,
+                              int keepData) {
+    const int loaded = GetFileData(entry, decode ? DecodeData : 0);
+    if (loaded < 0) {
+        report("\r\n");
+        return loaded;
+    }
+    if (!makeFoldersFor(target)) {
+        report("\r\n");
+        return AE_IllegalFolder;
+    }
+    if (decode && entry->WasRapified()) {
+        report(" (rapfiled)");
+        if (paths::fileKind(target) == FK_ConfigBin) {
+            report(" (renaming output to config.cpp)");
+            FileString renamed(target.c_str());
+            target = renamed.ReplaceExt("cpp");
+        }
+    }
+    report("\r\n");
+
+    bool written = writeFile(target, entry->data());
+    if (written) {
+        // An entry without a time of its own takes the archive's.
+        const std::int64_t time = entry->timeStamp() != 0 ? std::int64_t{entry->timeStamp()} : archiveTime;
+        if (time >= 0) written = FileString().SetFileDate(time, target.c_str());
+    }
+    if (!keepData) entry->FreeData();
+    return written ? AE_NoError : AE_CannotWrite;
+}
+
+bool ArchiveFile::_MatchList(const pbo_entry* entry, const char* fileList) const {
+    const std::vector<std::string> items = listItems(fileList);
+    if (items.empty()) return true;
+    const FileStringA name(entry->name());
+    return std::any_of(items.begin(), items.end(), [&](const std::string& item) {
+        return item.front() == '*' ? name.fs_CompareExt(item.c_str() + 1) != 0
+                                   : name.fs_CompareFilenameExtOnly(item.c_str()) != 0;
+    });
+}
+
+// ---- The prefix file -----------------------------------------------------------------------------
+
+bool ArchiveFile::IsPrefixFile(const char* name) {
+    const std::string_view path = name ? name : "";
+    const std::string_view fileName = path.substr(paths::fileNameStart(path));
+    return paths::equalIgnoringCase(fileName, "$PBOPREFIX$") || paths::equalIgnoringCase(fileName, PrefixFileName);
+}
+
+bool ArchiveFile::IsPrefixFile(const FileString& name) { return IsPrefixFile(name.GetName()); }
+
+int ArchiveFile::_PrefixFile_MakeName(const char* folder, bool brief) {
+    const std::string target = joined(folder, PrefixFileName);
+    if (!insideOutput(target) || !makeFoldersFor(target)) return AE_IllegalFolder;
+    return _PrefixFile_Write(folder, brief);
+}
+
+int ArchiveFile::_PrefixFile_Write(const char* folder, bool brief) {
+    if (!brief) {
+        report("Creating prefix file for %s\r\n", GetPrefix());
+        report("--------------------\r\n");
+    }
+    if (!_KegsFile_Write(folder, GetPrefix())) {
+        report("Warning: cannot create prefix file %s\r\n", Platform::errorText(Platform::lastError()).c_str());
+        return AE_NoFile;
+    }
+    return AE_NoError;
+}
+
+bool ArchiveFile::_KegsFile_Write(const char* folder, const char* prefix) {
+    const std::string target = joined(folder, PrefixFileName);
+    if (!insideOutput(target) || !makeFoldersFor(target)) return false;
+    const std::string text = std::string(prefix ? prefix : "") + "\r\n" + headerReport_;
+    return writeFile(target, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+}
+
+// ---- Writing inside the output folder ------------------------------------------------------------
+
+bool ArchiveFile::insideOutput(const std::string& target) {
+    const fs::path root(extraction_.placeNamed);
+    const fs::path relative = fs::path(paths::native(target)).lexically_relative(root);
+    if (relative.empty() || *relative.begin() == "..") return false;
+    // Folders that are symbolic links may stay only when they resolve inside the place named.
+    fs::path folder = root;
+    for (auto part = relative.begin(); part != relative.end() && std::next(part) != relative.end(); ++part) {
+        folder /= *part;
+        if (extraction_.checkedFolders.contains(folder.string())) continue;
+        std::error_code error;
+        const fs::file_status status = fs::symlink_status(folder, error);
+        if (!fs::exists(status)) return true;
+        if (fs::is_symlink(status)) {
+            const fs::path resolved = fs::weakly_canonical(folder, error);
+            if (error || !within(resolved, fs::path(extraction_.placeResolved))) return false;
+        }
+        extraction_.checkedFolders.insert(folder.string());
+    }
+    return true;
+}
+
+bool ArchiveFile::makeFoldersFor(const std::string& target) {
+    const std::string folder = paths::driveAndFolder(target);
+    if (extraction_.madeFolders.contains(folder)) return true;
+    if (writer_.MakeFolders(target.c_str()) != 1) return false;
+    extraction_.madeFolders.insert(folder);
+    return true;
+}
+
+bool ArchiveFile::writeFile(const std::string& target, std::span<const std::uint8_t> bytes) {
+    if (!writer_.CreateFileA(target.c_str())) return false;
+    writer_.WriteBlock(bytes.data(), bytes.size());
+    writer_.CloseOutput();
+    return true;
+}
+
+}  // namespace archivefile

@@ -1,0 +1,13 @@
+// One property of an archive's properties entry: a name and its value, as they stand in the file.
+#pragma once
+
+#include "archivefile/foundation/GenString.h"
+
+namespace archivefile {
+
+struct TokenPair {
+    GenString name;
+    GenString value;
+};
+
+}  // namespace archivefile

@@ -1,0 +1,72 @@
+// Opens arbitrary bytes as an archive, loads and decodes every entry, lists it, and extracts it into a
+// folder three levels below the run's own folder: anything written beside those levels means an entry
+// got out of the output folder, and stops the run.
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <unistd.h>
+
+#include "archivefile/archive/ArchiveFile.h"
+#include "archivefile/foundation/VexDLL.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+bool quiet(const char*, ...) { return true; }
+
+// The run's own folder, removed when the run ends.
+struct Workspace {
+    fs::path base = fs::temp_directory_path() / ("fuzz_archive." + std::to_string(::getpid()));
+    fs::path output = base / "a" / "b" / "out";
+    fs::path archive = base / "in.pbo";
+    ~Workspace() {
+        std::error_code ignored;
+        fs::remove_all(base, ignored);
+    }
+};
+
+// Whether `folder` holds nothing but `expected`.
+bool holdsOnly(const fs::path& folder, std::initializer_list<const char*> expected) {
+    for (const auto& item : fs::directory_iterator(folder)) {
+        bool known = false;
+        for (const char* name : expected) known = known || item.path().filename() == name;
+        if (!known) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static archivefile::VexDLL root;
+    static const Workspace workspace;
+    const fs::path& base = workspace.base;
+    const fs::path& output = workspace.output;
+    const fs::path& archivePath = workspace.archive;
+    fs::create_directories(output);
+    if (std::FILE* file = std::fopen(archivePath.c_str(), "wb")) {
+        std::fwrite(data, 1, size, file);
+        std::fclose(file);
+    }
+
+    archivefile::ArchiveFile& archive = *root.archiveFile();
+    const int opened = archive.OpenPbo(archivePath.c_str(), quiet, 0);
+    if (opened == 0 || opened == archivefile::AE_BadSha) {
+        for (archivefile::pbo_entry* entry = archive.GetChain(); entry; entry = archive.GetNext(entry)) {
+            archive.GetFileData(entry, archivefile::ArchiveFile::DecodeData);
+            entry->FreeData();
+        }
+        archive.ExtractPreOpened(archivefile::ArchiveFile::DecodeText, nullptr, output.c_str(), 0);
+        archive.ClosePbo();
+    }
+    archive.ExtractPbo(archivePath.c_str(), quiet, archivefile::ArchiveFile::ListOnly);
+
+    if (!holdsOnly(base, {"in.pbo", "a"}) || !holdsOnly(base / "a", {"b"}) || !holdsOnly(base / "a" / "b", {"out"}))
+        std::abort();
+    fs::remove_all(output);
+    return 0;
+}

@@ -1,0 +1,92 @@
+#!/usr/bin/env bash
+# vex list and vex unpack on archives written byte by byte here.
+set -euo pipefail
+: "${VEX:?VEX must name the vex binary}"
+export TZ=UTC
+
+fail() { echo "FAIL: $*" >&2; exit 1; }
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+
+# Little-endian 32-bit numbers, zero-terminated texts, and header entries:
+# header NAME METHOD ORIGINAL-SIZE RESERVED TIME DATA-SIZE
+u32() { printf '\\x%02x\\x%02x\\x%02x\\x%02x' $(($1 & 255)) $(($1 >> 8 & 255)) $(($1 >> 16 & 255)) $(($1 >> 24 & 255)); }
+asciiz() { printf '%s\0' "$@"; }
+header() { asciiz "$1"; printf "$(u32 "$2")$(u32 "$3")$(u32 "$4")$(u32 "$5")$(u32 "$6")"; }
+properties() { header "" $((0x56657273)) 0 0 0 0; asciiz "$@"; printf '\0'; }
+terminator() { header "" 0 0 0 0 0; }
+# Appends a zero byte and the SHA-1 of everything before it.
+sign() {
+  local digest
+  digest=$(sha1sum "$1" | cut -c1-40)
+  { printf '\0'; printf "$(sed 's/../\\x&/g' <<<"$digest")"; } >>"$1"
+}
+
+{ properties prefix 'mod\data' product test
+  header config.cpp 0 0 0 1000000000 9; header 'sub\b.txt' 0 0 0 0 5; terminator
+  printf 'class A{}hello'; } >mod.pbo
+sign mod.pbo
+{ header notes.txt 0 0 0 0 2; terminator; printf 'hi'; } >plain.pbo
+{ header '..\evil.txt' 0 0 0 0 1; header ok.txt 0 0 0 0 2; terminator; printf 'xok'; } >hostile.pbo
+
+# list: the header report and one line per entry, on standard output.
+listing=$("$VEX" list mod.pbo 2>/dev/null)
+grep -qxF 'prefix=mod\data' <<<"$listing" || fail "no prefix line in: $listing"
+grep -qxF 'Pbo Type is: Kern Addon' <<<"$listing" || fail "no type line in: $listing"
+grep -qxF 'config.cpp:Sun Sep  9 01:46:40 2001: size 9' <<<"$listing" || fail "no entry line in: $listing"
+[ "$("$VEX" list --brief mod.pbo)" = $'config.cpp\nsub\\b.txt' ] || fail "brief listing: $("$VEX" list --brief mod.pbo)"
+
+json=$("$VEX" list --json mod.pbo)
+[ "$(wc -l <<<"$json")" -eq 1 ] || fail "JSON is not one line: $json"
+for part in '"kind":"archive"' '"type":1024' '"prefix":"mod\\data"' '"name":"sub\\b.txt"' '"warnings":[]' '"error":null'; do
+  grep -qF -- "$part" <<<"$json" || fail "JSON lacks $part: $json"
+done
+set +e
+"$VEX" list --json missing.pbo >json.txt 2>/dev/null; status=$?
+set -e
+[ "$status" -eq 1 ] || fail "a missing archive lists with status $status"
+grep -qF '"error":{"code":-3,"message":"ArchiveFile No File found"}' json.txt || fail "JSON error: $(cat json.txt)"
+
+# unpack: several archives in one call, each under its prefix or its own name.
+"$VEX" -q unpack mod.pbo plain.pbo -o out
+[ "$(cat out/mod/data/sub/b.txt)" = hello ] || fail "sub/b.txt not extracted"
+[ "$(head -1 out/mod/data/PboPrefix.txt)" = $'mod\\data\r' ] || fail "prefix file: $(head -1 out/mod/data/PboPrefix.txt)"
+[ "$(cat out/plain/notes.txt)" = hi ] || fail "the second archive was not extracted"
+[ "$(date -u -r out/mod/data/config.cpp +%s)" = 1000000000 ] || fail "config.cpp kept no time"
+
+# A missing archive fails with its name, and the others are still extracted.
+set +e
+"$VEX" -q unpack missing.pbo plain.pbo -o out2 2>err.txt; status=$?
+set -e
+[ "$status" -eq 1 ] || fail "a missing archive exits with $status"
+grep -qF 'vex: error: missing.pbo: ArchiveFile No File found (code -3)' err.txt || fail "error line: $(cat err.txt)"
+[ -f out2/plain/notes.txt ] || fail "plain.pbo was skipped after a failure"
+
+# Unsafe names are refused, named, and nothing lands outside the output folder.
+set +e
+"$VEX" unpack hostile.pbo -o out3 2>err.txt; status=$?
+set -e
+[ "$status" -eq 1 ] || fail "a hostile archive exits with $status"
+grep -qF '..\evil.txt refused' err.txt || fail "no refusal line: $(cat err.txt)"
+grep -qF '(code -14)' err.txt || fail "no code -14: $(cat err.txt)"
+[ -f out3/hostile/ok.txt ] || fail "the safe entry was not extracted"
+[ -z "$(find . -name evil.txt)" ] || fail "evil.txt was written"
+
+# Selection by extension, and a wrong checksum with and without --strict.
+"$VEX" -q unpack mod.pbo -o out4 --files '*.txt' --ignore-prefix
+[ -f out4/mod/sub/b.txt ] && [ ! -e out4/mod/config.cpp ] || fail "--files did not select by extension"
+cp mod.pbo bad.pbo
+printf 'J' | dd of=bad.pbo bs=1 seek=$(($(stat -c %s bad.pbo) - 22)) conv=notrunc status=none
+set +e
+"$VEX" -q unpack bad.pbo --strict -o out5 2>/dev/null; strict=$?
+"$VEX" -q unpack bad.pbo -o out6 2>/dev/null; lenient=$?
+set -e
+[ "$strict" -eq 1 ] && [ ! -e out5 ] || fail "--strict extracted an archive with a wrong checksum"
+[ "$lenient" -eq 1 ] && [ -f out6/mod/data/config.cpp ] || fail "a wrong checksum stopped extraction without --strict"
+
+set +e
+"$VEX" unpack >/dev/null 2>&1; status=$?
+set -e
+[ "$status" -eq 2 ] || fail "unpack without an archive exits with $status"
+echo "archive: ok"
