@@ -33,6 +33,7 @@ Rapify::~Rapify() = default;
 
 void Rapify::Close() {
     trees_.clear();
+    treeResult_ = GE_NoError;
     nodeBlocks_.clear();
     nextNode_ = nullptr;
     nodesLeft_ = nodeBlockSize_ = textBlockSize_ = 0;
@@ -68,7 +69,10 @@ int Rapify::OpenRapText(const char* fileName, int options, LogCallback callback)
             failWith(GE_InvalidFile, formatText("cannot open %s\r\n", name.c_str()));
         }
     });
-    if (code != GE_NoError) return errorCode_ != GE_NoError ? errorCode_ : code;
+    if (code != GE_NoError) {
+        treeResult_ = errorCode_ != GE_NoError ? errorCode_ : code;
+        return treeResult_;
+    }
     const std::string_view text(reinterpret_cast<const char*>(file->image()), file->size());
     std::string folder = paths::driveAndFolder(name);
     if (folder.empty()) folder.push_back('.');
@@ -98,6 +102,7 @@ int Rapify::compile(std::string_view text, const std::string& name, const std::s
     // A code raised below the compiler (memory, reading) has not been stored yet.
     if (code != GE_NoError && code != errorCode_) _SetError(code);
     finishCompile();
+    treeResult_ = errorCode_;
     return errorCode_;
 }
 

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -135,6 +136,24 @@ public:
     // Merges the entries of another tree's primary class into the current tree; 0, or -1 after the
     // reason went to the standard error stream.
     int Merge(RapClass* otherPrimary);
+
+    // Binarised configs. OutputRap writes the current tree as raP in the style its text chose (the
+    // low bits of ModeWord); `force` writes KerN style where the text chose TGR. A tree whose compile
+    // failed is not written: the compile's code comes back. The file is replaced only once complete.
+    int OutputRap(const char* file, bool force);
+    // The same bytes into memory, replacing what `bytes` held (left empty on failure).
+    int OutputRap(std::vector<std::uint8_t>& bytes, bool force);
+    // Reads an offset-style raP into a tree of its own, which becomes the current tree, and takes
+    // its style as the mode word, so that OutputRap writes it back alike. TGR style and bytes that
+    // are not raP are refused with code 38.
+    int ProcessBinary(const unsigned char* bytes, int size);
+    // A config that may be text or raP, from a file or from memory: raP is read by ProcessBinary,
+    // text is compiled as OpenRapText and Text2RapClass do (with `options`); `name` is what messages
+    // and rap_FindFilename give.
+    int Rap2Class(const char* fileName, int options);
+    int Rap2Class(const char* name, int options, std::span<const std::uint8_t> bytes);
+    // Where ProcessBinary and OutputRap send their lines; a compile sets it too.
+    void SetCallBack(LogCallback callback);
 
     // Queries. A null class means the primary class, which is checked first; names compare without
     // regard to case.
@@ -293,6 +312,49 @@ private:
     [[noreturn]] void failAtEnd();
     [[noreturn]] void failTruncated();
 
+    // ---- raP writer ----------------------------------------------------------------------------
+    // The buffer being written and the sizes of the class bodies laid out for it.
+    struct RapOutput;
+    void buildRap(std::vector<std::uint8_t>& bytes, bool force);
+    void writeOffsetStyle(RapOutput& out, const RapClass* primary);
+    void writeInlineStyle(RapOutput& out, const RapClass* primary);
+    // The size pass: a body's entry list, the whole body, and the body with every body below it.
+    // xCalcOverallOffset also records each body's sizes, in the order xIterate writes them.
+    std::uint64_t xCalcTotal(const RapClass* cls);
+    std::uint64_t xCalcBody(const RapClass* cls);
+    std::uint64_t xCalcOverallOffset(const RapClass* cls, RapOutput& out, int depth);
+    std::uint64_t elementListSize(const RapClass* array, int depth);
+    // The writing pass: the body of the `index`-th class in writing order, then those below it.
+    void xIterate(const RapClass* cls, RapOutput& out, std::size_t index, int depth);
+    void writeEntry(const RapClass* entry, RapOutput& out, int depth);
+    void writeInlineBody(const RapClass* cls, RapOutput& out, int depth);
+    void writeElements(const RapClass* array, RapOutput& out, int depth);
+    float floatValue(const RapClass* node);
+    std::int32_t intValue(const RapClass* node);
+    // Stores a writer's code with `file` as the place (no line applies), sends `line` to the
+    // callback when there is one, and raises the code.
+    [[noreturn]] void failWriting(int code, std::string_view file, const std::string& line);
+    [[noreturn]] void failKind(const RapClass* node, int code, const std::string& detail);
+
+    // ---- raP reader ----------------------------------------------------------------------------
+    // The input being read, with the class bodies open above the one being read.
+    struct RapInput;
+    // A class entry read, whose body is read once the body holding the entry is complete.
+    struct PendingBody {
+        RapClass* cls;
+        std::int32_t offset;
+        std::uint64_t entryOffset;
+    };
+    int readBinary(std::span<const std::uint8_t> bytes, const std::string& name);
+    void readBinaryTree(RapInput& in);
+    void readBody(RapInput& in, RapClass* cls, std::uint64_t start, int depth);
+    void readBinaryEntry(RapInput& in, RapClass* cls, std::vector<PendingBody>& bodies);
+    void readElements(RapInput& in, RapClass* array, int depth);
+    void readEnumTable(RapInput& in);
+    std::uint32_t readCount(RapInput& in);
+    std::string_view readName(RapInput& in, std::uint64_t entryOffset);
+    [[noreturn]] void failReading(RapInput& in, int code, std::uint64_t offset, const std::string& what);
+
     // ---- Merge ---------------------------------------------------------------------------------
     int MergeScan(RapClass* existing, RapClass* incoming, int depth);
     RapClass* MergeAddClassRecurse(RapClass* into, const RapClass* entry, int depth);
@@ -336,6 +398,8 @@ private:
     bool newerText_ = false;
     int modeWord_ = 0;
     int errorCode_ = 0;
+    // The result of the compile or binary read that built the current tree.
+    int treeResult_ = 0;
     std::string errorFile_;
     int errorLine_ = 0;
     GenString errorText_;

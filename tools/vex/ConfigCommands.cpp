@@ -1,13 +1,18 @@
 // vex config check: preprocess and parse a config, and report the first error with its file and line.
+// vex config compile: the same, then the tree binarised into a raP file.
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
 
 #include <CLI/CLI.hpp>
 
 #include "archivefile/config/Rapify.h"
 #include "archivefile/foundation/GenericError.h"
+#include "archivefile/foundation/TextFormat.h"
+#include "archivefile/foundation/VexFileIO.h"
 #include "tools/vex/Tool.h"
 
 namespace vex {
@@ -61,6 +66,68 @@ int checkConfig(Tool& tool, const CheckOptions& options) {
     return status;
 }
 
+struct CompileOptions {
+    std::string input;
+    std::string output;
+    std::string includeRoot;
+    bool kern = false;
+};
+
+// config.cpp is binarised into config.bin beside it.
+std::string defaultOutput(const std::string& input) {
+    return std::filesystem::path(input).replace_extension(".bin").string();
+}
+
+bool sameFile(const std::string& a, const std::string& b) {
+    std::error_code error;
+    if (std::filesystem::equivalent(a, b, error)) return true;
+    // The output need not exist yet: then the paths are compared.
+    const std::filesystem::path left = std::filesystem::weakly_canonical(a, error);
+    if (error) return false;
+    const std::filesystem::path right = std::filesystem::weakly_canonical(b, error);
+    return !error && left == right;
+}
+
+const char* styleName(int style) {
+    switch (style) {
+    case archivefile::Rapify::TgrStyle: return "TGR";
+    case archivefile::Rapify::SignedStyle: return "signed";
+    default: return "KerN";
+    }
+}
+
+int compileConfig(Tool& tool, const CompileOptions& options) {
+    archivefile::Rapify* compiler = tool.root().rapify();
+    if (compiler == nullptr) return tool.fail("the config compiler is not available");
+    if (archivefile::VexFileIO().FileIsRaPified(options.input.c_str()) == 1)
+        return tool.fail(options.input + " is binarised already; 'vex config decode' turns it into text");
+    const std::string output = options.output.empty() ? defaultOutput(options.input) : options.output;
+    if (sameFile(options.input, output))
+        return tool.fail("the output " + output + " would replace the text it is compiled from; name another with -o");
+
+    forwarded = tool.callback();
+    showConditionals = tool.verbose;
+    compiler->SetIncludeRoot(options.includeRoot.c_str());
+    // --kern binarises as an archive of the newer styles does: the text is read as newer text too.
+    int code = compiler->OpenRapText(options.input.c_str(), options.kern ? archivefile::Rapify::ForceKern : 0,
+                                     checkCallback);
+    if (code == archivefile::GE_NoError) code = compiler->OutputRap(output.c_str(), options.kern);
+    int status = Success;
+    if (code != archivefile::GE_NoError) {
+        status = tool.report(code, compiler->ErrorString(code));
+    } else {
+        int style = compiler->ModeWord() & archivefile::Rapify::StyleMask;
+        if (style == archivefile::Rapify::TgrStyle && options.kern) style = archivefile::Rapify::KernStyle;
+        std::error_code error;
+        const auto bytes = std::filesystem::file_size(output, error);
+        forwarded(archivefile::formatText("%s: %s style, %llu bytes\r\n", output.c_str(), styleName(style),
+                                          static_cast<unsigned long long>(error ? 0 : bytes))
+                      .c_str());
+    }
+    compiler->Close();
+    return status;
+}
+
 }  // namespace
 
 void addConfigCommands(CLI::App& app, Tool& tool) {
@@ -71,6 +138,17 @@ void addConfigCommands(CLI::App& app, Tool& tool) {
     check->add_option("-I,--include-root", options->includeRoot,
                       "The folder that include names starting with a backslash (or a drive) are looked for in");
     check->callback([options, &tool] { tool.status = checkConfig(tool, *options); });
+
+    auto compileOptions = std::make_shared<CompileOptions>();
+    CLI::App* compile = configGroup(app).add_subcommand(
+        "compile", "Compile a config text into its binarised form (raP), in the style the text chooses");
+    compile->add_option("FILE", compileOptions->input, "The config text (config.cpp, ...)")->required();
+    compile->add_option("-o,--output", compileOptions->output,
+                        "The raP file to write; replaced only once complete (default: FILE with the extension .bin)");
+    compile->add_flag("--kern", compileOptions->kern, "Write KerN style where the text chose TGR style");
+    compile->add_option("-I,--include-root", compileOptions->includeRoot,
+                        "The folder that include names starting with a backslash (or a drive) are looked for in");
+    compile->callback([compileOptions, &tool] { tool.status = compileConfig(tool, *compileOptions); });
 }
 
 }  // namespace vex

@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# vex config compile as a user runs it: config.cpp gives config.bin beside it, -o names the output,
+# --kern forces the offset style, decoded text compiles back to the same bytes, and failures exit
+# with status 1, the file and line of the error, and no file left behind.
+set -euo pipefail
+: "${VEX:?set VEX to the vex binary}"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+failures=0
+check() {  # check DESCRIPTION COMMAND...
+    local what=$1; shift
+    if ! "$@"; then echo "FAIL: $what"; failures=$((failures + 1)); fi
+}
+
+mkdir -p "$work/mod" "$work/root/tag"
+printf '#define SIZE 3\r\nclass Base { size = SIZE; };\r\n#include "\\tag\\more.hpp"\r\n' >"$work/mod/config.cpp"
+printf 'class More: Base { list[] = {1, 2.5, "x"}; };\r\n' >"$work/root/tag/more.hpp"
+
+"$VEX" -q config compile "$work/mod/config.cpp" -I "$work/root"
+check "config.cpp gives config.bin beside it" test -f "$work/mod/config.bin"
+check "the text chose the inline style" test "$(head -c 7 "$work/mod/config.bin" | od -An -tx1 | tr -d ' \n')" = 00726150040000
+
+"$VEX" -q config compile "$work/mod/config.cpp" -I "$work/root" --kern -o "$work/kern.bin"
+check "--kern writes the offset style" test "$(head -c 8 "$work/kern.bin" | od -An -tx1 | tr -d ' \n')" = 0072615000000000
+
+"$VEX" config compile "$work/mod/config.cpp" -I "$work/root" -o "$work/noisy.bin" 2>"$work/stderr"
+check "the output is reported with its style" grep -q 'noisy.bin: TGR style, [0-9]* bytes' "$work/stderr"
+
+for style in mod/config kern; do
+    "$VEX" config decode "$work/$style.bin" -o "$work/decoded.cpp"
+    "$VEX" -q config compile "$work/decoded.cpp" -o "$work/again.bin"
+    check "$style: decoded text compiles to the same bytes" cmp -s "$work/$style.bin" "$work/again.bin"
+done
+
+# A failure: status 1, the file and line, and the earlier output kept.
+printf 'class A\r\n{\r\n  class B: Nowhere {};\r\n};\r\n' >"$work/bad.cpp"
+echo earlier >"$work/bad.bin"
+status=0
+"$VEX" config compile "$work/bad.cpp" 2>"$work/stderr" || status=$?
+check "a bad text fails with status 1" test "$status" -eq 1
+check "the failure names file, line and code" \
+    grep -q "vex: error: In File $work/bad.cpp: Line 3 rap: missing inheritence class(es) (code 33)" "$work/stderr"
+check "the earlier output is kept" grep -qx earlier "$work/bad.bin"
+
+printf 'class A;\r\nclass B {};\r\n' >"$work/extern.cpp"
+status=0
+"$VEX" config compile "$work/extern.cpp" 2>"$work/stderr" || status=$?
+check "extern in the inline style fails" grep -q 'Rap Output is TGR, extern class is not supported (code 38)' "$work/stderr"
+check "and leaves no file" test ! -e "$work/extern.bin"
+"$VEX" -q config compile --kern "$work/extern.cpp"
+check "--kern makes it writable" test -s "$work/extern.bin"
+
+status=0
+"$VEX" config compile "$work/mod/config.cpp" -I "$work/root" -o "$work/absent/out.bin" 2>"$work/stderr" || status=$?
+check "an output that cannot be made is code 36" grep -q 'Cannot write to file (code 36)' "$work/stderr"
+status=0
+"$VEX" config compile "$work/kern.bin" 2>"$work/stderr" || status=$?
+check "binarised input is refused" grep -q 'is binarised already' "$work/stderr"
+printf 'class A {};\r\n' >"$work/same.bin"
+status=0
+"$VEX" config compile "$work/same.bin" 2>"$work/stderr" || status=$?
+check "the input is never overwritten" grep -qx 'class A {};'$'\r' "$work/same.bin"
+check "no temporary file is left" test -z "$(find "$work" -name '*.part-*')"
+status=0
+"$VEX" config compile 2>/dev/null || status=$?
+check "a missing FILE is a usage error" test "$status" -eq 2
+
+if [ "$failures" -ne 0 ]; then exit 1; fi
+echo "config compile: all checks passed"
