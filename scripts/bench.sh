@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Benchmarks: the Google Benchmark programs, and timed runs of vex on generated data.
 # Usage: scripts/bench.sh [NAME...]   with no name every benchmark runs; names: float blockcoder unpack
-#        unpack_memory config config_memory
+#        unpack_memory pack config config_memory compile compile_memory
 # Generated data goes under ${BENCH_DATA:-/tmp/archivefile-bench}, never into the repository.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -74,6 +74,31 @@ bench_unpack_memory() {
   rm -rf "$dir/out"
 }
 
+# vex pack of the same 1 GiB folder (stored, SHA-1 trailer) against tar -cf of the folder followed by
+# sha1sum of the tar; the goal is at most 1.5 times. Then vex pack --compress, in MB/s with its ratio.
+bench_pack() {
+  local dir=$data/unpack
+  if [ ! -d "$dir/files" ]; then
+    rm -rf "$dir" && mkdir -p "$dir"
+    "$build/bench/generate_archive" "$dir/files" "$dir/files.pbo" $((1 << 30)) 5000
+  fi
+  cat $(find "$dir/files" -type f) >/dev/null
+  echo "== pack: 1 GiB, 5000 files ($build/tools/vex/vex -q pack files -o packed.pbo, tar -cf packed.tar && sha1sum packed.tar)"
+  local vex_seconds tar_seconds
+  vex_seconds=$(best_of_three "$dir/pack-vex" "$build/tools/vex/vex" -q pack "$dir/files" -o "$dir/pack-vex/packed.pbo" --prefix bench --mtime 0)
+  tar_seconds=$(best_of_three "$dir/pack-tar" bash -c "tar -cf '$dir/pack-tar/packed.tar' -C '$dir/files' . && sha1sum '$dir/pack-tar/packed.tar'")
+  awk -v v="$vex_seconds" -v t="$tar_seconds" \
+    'BEGIN { printf "vex pack %.2f s, tar -cf + sha1sum %.2f s, ratio %.2f (goal <= 1.50)\n", v, t, v / t }'
+  local compress_seconds
+  compress_seconds=$(best_of_three "$dir/pack-vex" "$build/tools/vex/vex" -q pack "$dir/files" -o "$dir/pack-vex/packed.pbo" --prefix bench --mtime 0 --compress --no-compress "")
+  local stored packed
+  stored=$(du -sb "$dir/files" | cut -f1)
+  packed=$(stat -c %s "$dir/pack-vex/packed.pbo")
+  awk -v s="$compress_seconds" -v a="$stored" -v b="$packed" \
+    'BEGIN { printf "vex pack --compress %.2f s, %.0f MB/s, %d -> %d bytes (%.1f%% of the input)\n", s, a / s / 1e6, a, b, 100 * b / a }'
+  rm -rf "$dir/pack-vex" "$dir/pack-tar"
+}
+
 # The config front end on the generated 50 MB mod tree (preprocess and parse, bytes of expanded text
 # per second; the goal is at least 30 MB/s), and on plain text without defines.
 bench_config() { CONFIG_BENCH_MB=50 google_bench bench_config; }
@@ -90,7 +115,25 @@ bench_config_memory() {
     grep -E "bytes expanded|Maximum resident set size|Elapsed \(wall clock\)|User time|System time"
 }
 
-all=(float blockcoder unpack unpack_memory config config_memory)
+# Text to raP on the generated 50 MB tree (expanded bytes per second; the goal is the front end's
+# rate), the writer alone, and raP decoded to text and read into a tree (raP bytes per second; the
+# decode goal is at least 100 MB/s).
+bench_compile() { CONFIG_BENCH_MB=50 google_bench bench_rapify; }
+
+# Peak resident memory of `vex config compile` on the generated 50 MB tree: a small multiple of the
+# expanded text plus the raP written.
+bench_compile_memory() {
+  local dir=$data/config_tree
+  if [ ! -f "$dir/demo/config.cpp" ]; then
+    rm -rf "$dir" && "$build/bench/generate_config_tree" "$dir" 50
+  fi
+  echo "== compile_memory: /usr/bin/time -v $build/tools/vex/vex config compile --kern $dir/demo/config.cpp -I $dir -o $dir/config.bin"
+  /usr/bin/time -v "$build/tools/vex/vex" config compile --kern "$dir/demo/config.cpp" -I "$dir" -o "$dir/config.bin" 2>&1 |
+    grep -E "KerN style|Maximum resident set size|Elapsed \(wall clock\)|User time|System time"
+  rm -f "$dir/config.bin"
+}
+
+all=(float blockcoder unpack unpack_memory pack config config_memory compile compile_memory)
 selected=("${@:-${all[@]}}")
 for name in "${selected[@]}"; do
   if ! declare -F "bench_$name" >/dev/null; then

@@ -20,15 +20,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<std::string> listItems(const char* fileList) {
-    if (fileList == nullptr || *fileList == '\0') return {};
-    GenString list;
-    list.Strdup(fileList);
-    std::vector<std::string> items = list.ParseCommas();
-    std::erase_if(items, [](const std::string& item) { return item.empty(); });
-    return items;
-}
-
 // Windows reserves these names in every folder, whatever extension follows them; an archive made
 // there cannot mean them as files, and one that uses them is hostile.
 bool isDeviceName(std::string_view component) {
@@ -73,6 +64,15 @@ bool within(const fs::path& candidate, const fs::path& root) {
 }
 
 }  // namespace
+
+std::vector<std::string> ArchiveFile::listItems(const char* list) {
+    if (list == nullptr || *list == '\0') return {};
+    GenString text;
+    text.Strdup(list);
+    std::vector<std::string> items = text.ParseCommas();
+    std::erase_if(items, [](const std::string& item) { return item.empty(); });
+    return items;
+}
 
 // ---- Listing and extracting a whole archive ------------------------------------------------------
 

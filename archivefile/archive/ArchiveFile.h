@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <unordered_set>
@@ -85,6 +86,16 @@ public:
 
     static constexpr const char* PrefixFileName = "PboPrefix.txt";
 
+    // Building: the style is one of the archive types above, given in the flags of MakePboNew.
+    static constexpr int StyleKqm = TypeNoProperties;
+    static constexpr int StyleVanguard = TypeProperties;
+    static constexpr int StyleKernNoSha = TypePrefixNoTrailer;
+    static constexpr int StyleRegal = TypePrefixChecksum;
+    static constexpr int StyleKern = TypePrefixSha;
+    static constexpr int StyleBits = 0x780;
+    static constexpr int CompressEntries = 0x20;       // compress entries that shrink
+    static constexpr int NoCompression = 0x100000;     // overrides CompressEntries
+    static constexpr int KeepConfigText = 0x200000;    // store config.cpp as text instead of binarising it
 
     explicit ArchiveFile(VexDLL* parent);
     ~ArchiveFile();
@@ -150,6 +161,22 @@ public:
 
     const char* ErrorString(int code) const;
 
+    // Builds an archive from every file below `folder` (flags: a style, CompressEntries,
+    // NoCompression, KeepConfigText). Without an output name the archive goes beside the folder,
+    // named after it. `neverCompress` lists extensions that stay stored ("ogg,paa"), `prefix`
+    // overrides the folder's prefix file, and `exclude` lists file names or "*.ext" items to leave
+    // out. Entries are written in the order of their paths, case ignored, so that the same folder
+    // always gives the same bytes.
+    int MakePboNew(const char* folder, int flags, const char* outputName, LogCallback callback,
+                   const char* neverCompress = nullptr, const char* prefix = nullptr, const char* exclude = nullptr);
+    // Time stamp written for every entry instead of the files' own times (none: the files' times).
+    void setBuildTime(std::optional<std::int64_t> seconds) { buildTime_ = seconds; }
+    // Where config.cpp files look for includes named from a root ("\x\tag\file.hpp").
+    void setIncludeRoot(const char* folder) { includeRoot_ = folder ? folder : ""; }
+    // Creates the output and writes the properties entry of the style; false when the file cannot
+    // be created.
+    bool CreatePbo(const char* outputName, int style, const char* prefix, LogCallback callback);
+
 private:
     // Reading.
     int _ReadHeaders();
@@ -208,6 +235,43 @@ private:
         std::size_t refusals = 0;
     };
     Extraction extraction_;
+
+    // The items of a comma-separated list, trimmed, without empty ones.
+    static std::vector<std::string> listItems(const char* list);
+
+    // Building.
+    struct BuildEntry {
+        std::string name;         // path inside the archive, with "\\"
+        std::string source;       // file on disk
+        std::uint64_t size = 0;
+        std::int64_t time = 0;
+        bool binarise = false;    // a config.cpp stored as config.bin
+    };
+    struct CompressionTotals {
+        std::uint64_t before = 0;
+        std::uint64_t after = 0;
+        std::vector<std::string> neverCompress;
+    };
+    std::string _CreateOutFname(const std::string& folder, const char* outputName);
+    std::vector<BuildEntry> _RecurseBuildEntries(const std::string& folder, const std::string& output,
+                                                 const char* exclude, int flags);
+    void _RecurseScanForSpecialFiles(const std::vector<BuildEntry>& entries, int style);
+    std::string _CalcPrefix(const std::string& folder, const char* prefix);
+    void _WriteFirstHeaderBegin();
+    void _header_write_token(const char* name, const char* value);
+    void _header_write_prefix();
+    void _WriteFirstHeaderEnd();
+    void writeHeaderEntries();
+    std::vector<std::uint8_t> entryBytes(const BuildEntry& entry, int flags);
+    void _AddEntryNew(pbo_entry& entry, std::vector<std::uint8_t>& data, int flags);
+    void _WriteChecksum(int style);
+
+    std::optional<std::int64_t> buildTime_;
+    std::string includeRoot_;
+    int buildStyle_ = StyleKern;
+    std::uint64_t headerStart_ = 0;
+    CompressionTotals totals_;
+    std::vector<BuildEntry> buildEntries_;
 };
 
 }  // namespace archivefile

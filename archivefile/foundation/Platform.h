@@ -7,11 +7,19 @@
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace archivefile {
 
 class Platform {
 public:
+    // One file found by walkFolder.
+    struct FolderItem {
+        std::string relativePath;  // below the walked folder, with "/" between folders
+        std::uint64_t size = 0;
+        std::int64_t modificationTime = 0;
+    };
+
     // The separator this system writes in paths.
     static constexpr char separator = '/';
 
@@ -27,6 +35,10 @@ public:
     // Creates one folder (not its parents); 0 on success, else the system error number.
     static int makeFolder(const std::string& path);
     static bool isFolder(const std::string& path);
+    // Every regular file below `folder`, at any depth, in no particular order. Links to files are
+    // followed; links to folders are not, so a link cannot make the walk go round forever. False,
+    // with the place that could not be read in `failedPath`, when part of the tree is unreadable.
+    static bool walkFolder(const std::string& folder, std::vector<FolderItem>& items, std::string& failedPath);
     static bool isFile(const std::string& path);
     static int removeFile(const std::string& path);
     // 0 on success, else the system error number.

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <cstdlib>
 
 #include <fcntl.h>
@@ -42,6 +43,30 @@ int Platform::makeFolder(const std::string& path) {
 bool Platform::isFolder(const std::string& path) {
     struct stat info {};
     return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+bool Platform::walkFolder(const std::string& folder, std::vector<FolderItem>& items, std::string& failedPath) {
+    namespace fs = std::filesystem;
+    const fs::path root(folder);
+    std::error_code error;
+    fs::recursive_directory_iterator walk(root, error);
+    for (; !error && walk != fs::recursive_directory_iterator(); walk.increment(error)) {
+        struct stat info {};
+        if (::stat(walk->path().c_str(), &info) != 0) {
+            // A dangling link names nothing to pack; anything else that cannot be looked at is a failure.
+            if (errno == ENOENT && walk->is_symlink()) continue;
+            failedPath = walk->path().string();
+            return false;
+        }
+        if (!S_ISREG(info.st_mode)) continue;
+        items.push_back({walk->path().lexically_relative(root).generic_string(), static_cast<std::uint64_t>(info.st_size),
+                         static_cast<std::int64_t>(info.st_mtime)});
+    }
+    if (error) {
+        failedPath = walk == fs::recursive_directory_iterator() ? folder : walk->path().string();
+        return false;
+    }
+    return true;
 }
 
 bool Platform::isFile(const std::string& path) {

@@ -205,6 +205,17 @@ std::vector<unsigned char> VexFileIO::ReadBackWriteFile() {
     return image;
 }
 
+void VexFileIO::readBackInPieces(const std::function<void(std::span<const unsigned char>)>& consume) {
+    if (output_ == nullptr || std::fflush(output_) != 0 || std::fseek(output_, 0, SEEK_SET) != 0)
+        raise(GE_PrematureEof);
+    std::vector<unsigned char> piece(std::size_t{1} << 20);
+    std::size_t got;
+    while ((got = std::fread(piece.data(), 1, piece.size(), output_)) > 0) consume({piece.data(), got});
+    const bool complete = std::ferror(output_) == 0;
+    std::fseek(output_, 0, SEEK_END);
+    if (!complete) Throw(GE_PrematureEof, "\r\nCannot read entire file\r\n");
+}
+
 // ---- Position ------------------------------------------------------------------------------------
 
 bool VexFileIO::Eof() const {

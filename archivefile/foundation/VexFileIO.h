@@ -6,6 +6,8 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -50,6 +52,9 @@ public:
     int FileIsRaPified(const char* name);
     const char* GetMimeSignature();
     std::vector<unsigned char> ReadBackWriteFile();
+    // Hands the output written so far to `consume` piece by piece, so that a large output can be
+    // hashed without being held in memory; writing then goes on at the end.
+    void readBackInPieces(const std::function<void(std::span<const unsigned char>)>& consume);
 
     // Position.
     bool Eof() const;

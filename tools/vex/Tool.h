@@ -41,5 +41,6 @@ private:
 void addConfigDecodeCommand(CLI::App& app, Tool& tool);
 void addArchiveCommands(CLI::App& app, Tool& tool);
 void addConfigCommands(CLI::App& app, Tool& tool);
+void addPackCommand(CLI::App& app, Tool& tool);
 
 }  // namespace vex

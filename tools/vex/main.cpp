@@ -21,6 +21,7 @@ int main(int argc, char** argv) {
     app.add_flag("-v,--verbose", tool.verbose, "Print every line the library reports");
     vex::addConfigDecodeCommand(app, tool);
     vex::addArchiveCommands(app, tool);
+    vex::addPackCommand(app, tool);
     vex::addConfigCommands(app, tool);
 
     try {

@@ -1,0 +1,447 @@
+// Building archives from a folder: the entries in a fixed order, the properties entry of the chosen
+// style, config.cpp binarised on the way, optional compression, and the trailer. The header is
+// written first with the sizes still open and filled in once every entry's data is out, so that
+// memory holds one file at a time, however large the folder.
+#include <algorithm>
+#include <cstdio>
+#include <limits>
+#include <string_view>
+
+#include "archivefile/archive/ArchiveFile.h"
+#include "archivefile/config/Rapify.h"
+#include "archivefile/foundation/BlockCoder.h"
+#include "archivefile/foundation/FileStringA.h"
+#include "archivefile/foundation/GenericError.h"
+#include "archivefile/foundation/Guarded.h"
+#include "archivefile/foundation/PathRules.h"
+#include "archivefile/foundation/Platform.h"
+#include "archivefile/foundation/TextFormat.h"
+#include "archivefile/foundation/VexDLL.h"
+
+namespace archivefile {
+
+namespace {
+
+constexpr std::string_view ToolPropertyName = "Tavin";
+constexpr std::string_view ToolPropertyValue = "ArchiveFile.dll";
+
+std::string lowerCase(std::string_view text) {
+    std::string lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return lower;
+}
+
+// An extension item matches with or without its dot ("ogg" and ".ogg").
+bool hasExtensionIn(std::string_view name, const std::vector<std::string>& extensions) {
+    const std::size_t dot = paths::extension(name);
+    if (dot == paths::none) return false;
+    const std::string_view extension = name.substr(dot + 1);
+    return std::any_of(extensions.begin(), extensions.end(), [&](const std::string& item) {
+        const std::string_view wanted = item.front() == '.' ? std::string_view(item).substr(1) : std::string_view(item);
+        return paths::equalIgnoringCase(extension, wanted);
+    });
+}
+
+// An exclusion item is a file name ("notes.txt") or a "*" and an extension ("*.bak").
+bool excludedBy(std::string_view name, const std::vector<std::string>& items) {
+    const std::string_view fileName = name.substr(paths::fileNameStart(name));
+    return std::any_of(items.begin(), items.end(), [&](const std::string& item) {
+        if (item.front() == '*') return hasExtensionIn(name, {item.substr(1)});
+        return paths::equalIgnoringCase(fileName, item);
+    });
+}
+
+bool readWholeFile(const std::string& path, std::vector<std::uint8_t>& bytes, std::uint64_t expectedSize) {
+    FilePtr file(std::fopen(path.c_str(), "rb"), std::fclose);
+    if (!file) return false;
+    bytes.resize(expectedSize);
+    if (std::fread(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) return false;
+    // A file that grew since the folder was scanned would not match its header entry.
+    return std::fgetc(file.get()) == EOF;
+}
+
+std::string firstLine(const std::string& text) {
+    std::string line = text.substr(0, text.find_first_of("\r\n"));
+    GenString trimmed;
+    trimmed.Strdup(line.c_str());
+    return trimmed.Trim();
+}
+
+// A prefix is written with backslashes and without a separator at either end.
+std::string normalisedPrefix(std::string_view prefix) {
+    std::string text = paths::withSeparator(prefix, '\\');
+    while (!text.empty() && text.front() == '\\') text.erase(text.begin());
+    while (!text.empty() && text.back() == '\\') text.pop_back();
+    return text;
+}
+
+std::uint32_t entryTime(std::int64_t seconds) {
+    return static_cast<std::uint32_t>(std::clamp<std::int64_t>(seconds, 0, std::numeric_limits<std::uint32_t>::max()));
+}
+
+double reduction(std::uint64_t before, std::uint64_t after) {
+    return 100.0 - static_cast<double>(after) / static_cast<double>(before) * 100.0;
+}
+
+}  // namespace
+
+// ---- The whole build -----------------------------------------------------------------------------
+
+int ArchiveFile::MakePboNew(const char* folder, int flags, const char* outputName, LogCallback callback,
+                            const char* neverCompress, const char* prefix, const char* exclude) {
+    ClosePbo();
+    callback_ = callback;
+    for (VexFileIO* stream : {&stream_, &writer_}) {
+        stream->SetErrCallBack(callback);
+        stream->SetCallBack(callback);
+    }
+    if (flags & NoCompression) flags &= ~CompressEntries;
+    totals_ = CompressionTotals{0, 0, listItems(neverCompress)};
+
+    const std::string source = paths::native(folder ? folder : "");
+    const int code = CommonException(guarded(
+        writer_,
+        [&]() -> int {
+            if (source.empty() || !Platform::isFolder(source)) {
+                report("Folder does not exist %s\r\n", source.c_str());
+                return AE_NoFile;
+            }
+            const std::string output = _CreateOutFname(source, outputName);
+            const int style = flags & StyleBits;
+            report("Building entries..\r\n");
+            buildEntries_ = _RecurseBuildEntries(source, output, exclude, flags);
+            if (buildEntries_.empty()) return AE_Empty;
+            const std::string prefixText = _CalcPrefix(source, prefix);
+            if (style == StyleKern && prefixText.empty()) _RecurseScanForSpecialFiles(buildEntries_, style);
+            if (!CreatePbo(output.c_str(), style, prefixText.c_str(), callback)) return AE_CannotWrite;
+
+            headerStart_ = static_cast<std::uint64_t>(writer_.Ftell(true));
+            entries_.clear();
+            for (const BuildEntry& built : buildEntries_) {
+                auto entry = std::make_unique<pbo_entry>();
+                entry->name_.Set(built.name);
+                entry->timeStamp_ = entryTime(buildTime_.value_or(built.time));
+                entries_.push_back(std::move(entry));
+            }
+            // Sizes are not known yet: the header is written now to reserve its place and again below.
+            writeHeaderEntries();
+            for (std::size_t i = 0; i < buildEntries_.size(); ++i) {
+                std::vector<std::uint8_t> data = entryBytes(buildEntries_[i], flags);
+                _AddEntryNew(*entries_[i], data, flags);
+                writer_.WriteBlock(data.data(), data.size());
+            }
+            if (flags & CompressEntries)
+                report("Overall compression from %llu to %llu (%2.f%c reduction)\r\n",
+                       static_cast<unsigned long long>(totals_.before), static_cast<unsigned long long>(totals_.after),
+                       totals_.before ? reduction(totals_.before, totals_.after) : 0.0, '%');
+
+            const std::int64_t dataEnd = writer_.Ftell(true);
+            if (!writer_.Fseek(static_cast<std::int64_t>(headerStart_))) raise(GE_CannotWrite);
+            writeHeaderEntries();
+            if (!writer_.Fseek(dataEnd)) raise(GE_CannotWrite);
+            _WriteChecksum(style);
+            writer_.CloseOutput();
+            return AE_NoError;
+        },
+        [&] { entries_.clear(); }));
+    buildEntries_.clear();
+    entries_.clear();
+    lastError_ = code;
+    return code;
+}
+
+// ---- Names, entries and the prefix ---------------------------------------------------------------
+
+std::string ArchiveFile::_CreateOutFname(const std::string& folder, const char* outputName) {
+    if (outputName != nullptr && *outputName != '\0') {
+        FileStringA name(paths::native(outputName));
+        return name.fs_AddExt(".pbo");
+    }
+    std::string base = folder;
+    while (base.size() > 1 && base.back() == '/') base.pop_back();
+    std::string output = base + ".pbo";
+    // A folder may name its own archive, in its first line or as "#define NAME value".
+    for (const char* nameFile : {"PboName.h", "PboName.hpp"}) {
+        const std::string path = base + "/" + nameFile;
+        if (!Platform::isFile(path)) continue;
+        std::string name = firstLine(FileStringA().fs_ReadTextFile(path.c_str()));
+        if (name.rfind("#define", 0) == 0) {
+            const std::size_t value = name.find_first_of(" \t", name.find_first_not_of(" \t", 7));
+            name = value == std::string::npos ? std::string() : firstLine(name.substr(value));
+        }
+        if (name.size() >= 2 && name.front() == '"' && name.back() == '"') name = name.substr(1, name.size() - 2);
+        if (name.empty()) break;
+        FileStringA renamed(paths::driveAndFolder(output) + "/" + paths::native(name));
+        output = renamed.fs_AddExt(".pbo");
+        report("Renaming output to %s\r\n", output.c_str());
+        break;
+    }
+    return output;
+}
+
+std::vector<ArchiveFile::BuildEntry> ArchiveFile::_RecurseBuildEntries(const std::string& folder,
+                                                                       const std::string& output,
+                                                                       const char* exclude, int flags) {
+    std::vector<Platform::FolderItem> files;
+    std::string unreadable;
+    if (!Platform::walkFolder(folder, files, unreadable)) {
+        report("cannot read %s\r\n", unreadable.c_str());
+        raise(AE_CannotReadFile);
+    }
+    const std::vector<std::string> excluded = listItems(exclude);
+    const std::string outputPath = paths::native(output);
+
+    std::vector<BuildEntry> entries;
+    for (Platform::FolderItem& file : files) {
+        const std::string name = paths::withSeparator(file.relativePath, '\\');
+        const std::string fileName = name.substr(paths::fileNameStart(name));
+        const std::string path = folder + "/" + file.relativePath;
+        // Explorer thumbnails are never content.
+        if (paths::equalIgnoringCase(fileName, "thumbs.db")) continue;
+        if (IsPrefixFile(fileName.c_str()) || excludedBy(name, excluded) ||
+            paths::equalPaths(path, outputPath, true)) {
+            report("excluding %s\r\n", name.c_str());
+            continue;
+        }
+        BuildEntry entry{name, path, file.size, file.modificationTime, false};
+        if (!(flags & KeepConfigText) && paths::fileKind(name) == FK_ConfigCpp) {
+            entry.name = name.substr(0, paths::fileNameStart(name)) + "config.bin";
+            entry.binarise = true;
+        }
+        entries.push_back(std::move(entry));
+    }
+
+    std::sort(entries.begin(), entries.end(), [](const BuildEntry& a, const BuildEntry& b) {
+        const std::string lowerA = lowerCase(a.name), lowerB = lowerCase(b.name);
+        if (lowerA != lowerB) return lowerA < lowerB;
+        // A config.bin compiled from text sorts first and so wins over a config.bin file beside it.
+        if (a.binarise != b.binarise) return a.binarise;
+        return a.name < b.name;
+    });
+    for (std::size_t i = 1; i < entries.size();) {
+        if (paths::equalIgnoringCase(entries[i].name, entries[i - 1].name) && entries[i - 1].binarise) {
+            report("replacing existing content %s\r\n", entries[i].name.c_str());
+            entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(i));
+        } else {
+            ++i;
+        }
+    }
+    return entries;
+}
+
+void ArchiveFile::_RecurseScanForSpecialFiles(const std::vector<BuildEntry>& entries, int style) {
+    // An archive without a prefix is mounted as a mission, a campaign or a root addon, and each of
+    // those is recognised by one of these files at its root.
+    const bool recognised = std::any_of(entries.begin(), entries.end(), [](const BuildEntry& entry) {
+        if (entry.name.find('\\') != std::string::npos) return false;
+        const int kind = paths::fileKind(entry.name);
+        return kind == FK_ConfigCpp || kind == FK_ConfigBin || kind == FK_MissionSqm || kind == FK_DescriptionExt;
+    });
+    if (!recognised && style == StyleKern) {
+        report("%s: an archive without a prefix needs config.cpp, config.bin, mission.sqm or description.ext at its root\r\n",
+               ErrorString(AE_NoMissionOrConfig));
+        raise(AE_NoMissionOrConfig);
+    }
+}
+
+std::string ArchiveFile::_CalcPrefix(const std::string& folder, const char* prefix) {
+    properties_.clear();
+    std::string prefixFile;
+    for (const char* name : {"$PBOPREFIX$", "PboPrefix.txt"}) {
+        const std::string path = folder + "/" + name;
+        if (Platform::isFile(path)) {
+            prefixFile = path;
+            break;
+        }
+    }
+    if (prefix != nullptr && *prefix != '\0') {
+        if (!prefixFile.empty()) report("Ignoring folder's prefix file\r\n");
+        return normalisedPrefix(prefix);
+    }
+    if (prefixFile.empty()) return {};
+
+    const std::string text = FileStringA().fs_ReadTextFile(prefixFile.c_str());
+    std::string first = firstLine(text);
+    if (paths::equalIgnoringCase(std::string_view(first).substr(0, 7), "prefix=")) first = firstLine(first.substr(7));
+    const std::string folderPrefix = normalisedPrefix(first);
+    report("Using folder's prefix:%s \r\n", folderPrefix.c_str());
+
+    // A prefix file written by extraction carries the archive's header report; its property lines
+    // come back into the new archive, so that unpacking and packing again keeps them.
+    GenString lines;
+    lines.Strdup(text.c_str());
+    std::string line;
+    bool inReport = false;
+    while (lines.GetNextLine(line)) {
+        if (line == "======<HEADER>=======") inReport = true;
+        else if (line.rfind("Pbo Type is:", 0) == 0 || line.rfind("======</HEADER>", 0) == 0) inReport = false;
+        else if (const std::size_t equals = line.find('='); inReport && equals != std::string::npos && equals > 0) {
+            TokenPair property;
+            property.name.Strdup(line.substr(0, equals).c_str());
+            property.value.Strdup(line.substr(equals + 1).c_str());
+            properties_.push_back(std::move(property));
+        }
+    }
+    return folderPrefix;
+}
+
+// ---- Writing -------------------------------------------------------------------------------------
+
+bool ArchiveFile::CreatePbo(const char* outputName, int style, const char* prefix, LogCallback callback) {
+    callback_ = callback;
+    prefix_ = prefix ? prefix : "";
+    buildStyle_ = style;
+    FileStringA name(outputName ? outputName : "");
+    if (HasPboExt(name)) name.fs_RemoveExt();
+    name.fs_AddExt(".pbo");
+    writer_.MakeFolders(name);
+    if (!writer_.CreateFileA(name)) return false;
+
+    switch (style) {
+    case StyleVanguard:
+        report("Creating Vanguard style pbo\r\n");
+        _WriteFirstHeaderBegin();
+        _header_write_token("product", "TGR: Vanguard");
+        _WriteFirstHeaderEnd();
+        break;
+    case StyleKernNoSha:
+    case StyleRegal:
+        report(style == StyleRegal ? "Creating Xbox Regal Style Pbo:\r\n" : "Creating KerN style no sha1key\r\n");
+        _WriteFirstHeaderBegin();
+        if (!prefix_.empty()) _header_write_prefix();
+        _WriteFirstHeaderEnd();
+        break;
+    case StyleKern:
+        report(prefix_.empty() ? "Creating KerN noPrefix (mission/campaign/or rootAddon) pbo:\r\n"
+                               : "Creating KerN style pbo:\r\n");
+        _WriteFirstHeaderBegin();
+        if (!prefix_.empty()) _header_write_prefix();
+        _WriteFirstHeaderEnd();
+        break;
+    default:
+        report("Creating KQM style pbo\r\n");
+        break;
+    }
+    return true;
+}
+
+void ArchiveFile::_WriteFirstHeaderBegin() {
+    writer_.WriteAsciiz("");
+    writer_.WriteLong(static_cast<std::int32_t>(pbo_entry::Properties));
+    for (int field = 0; field < 4; ++field) writer_.WriteLong(0);
+}
+
+void ArchiveFile::_header_write_token(const char* name, const char* value) {
+    writer_.WriteAsciiz(name);
+    writer_.WriteAsciiz(value);
+}
+
+void ArchiveFile::_header_write_prefix() {
+    report("Prefix = %s\r\n", prefix_.c_str());
+    _header_write_token("prefix", prefix_.c_str());
+}
+
+void ArchiveFile::_WriteFirstHeaderEnd() {
+    _header_write_token(ToolPropertyName.data(), ToolPropertyValue.data());
+    for (const TokenPair& property : properties_) {
+        const std::string_view name = property.name.view();
+        const bool writtenAlready = paths::equalIgnoringCase(name, "prefix") ||
+                                    paths::equalIgnoringCase(name, ToolPropertyName) ||
+                                    (buildStyle_ == StyleVanguard && paths::equalIgnoringCase(name, "product"));
+        if (!writtenAlready && !name.empty()) _header_write_token(property.name, property.value ? property.value : "");
+    }
+    writer_.WriteByte(0);
+}
+
+void ArchiveFile::writeHeaderEntries() {
+    for (const auto& entry : entries_) {
+        writer_.WriteAsciiz(entry->name());
+        writer_.WriteLong(static_cast<std::int32_t>(entry->packingMethod_));
+        writer_.WriteLong(static_cast<std::int32_t>(entry->originalSize_));
+        writer_.WriteLong(static_cast<std::int32_t>(entry->reserved_));
+        writer_.WriteLong(static_cast<std::int32_t>(entry->timeStamp_));
+        writer_.WriteLong(static_cast<std::int32_t>(entry->dataSize_));
+    }
+    // The terminating entry: an empty name and five zero fields.
+    writer_.WriteAsciiz("");
+    for (int field = 0; field < 5; ++field) writer_.WriteLong(0);
+}
+
+std::vector<std::uint8_t> ArchiveFile::entryBytes(const BuildEntry& entry, int flags) {
+    std::vector<std::uint8_t> bytes;
+    if (!entry.binarise) {
+        if (entry.size > std::numeric_limits<std::uint32_t>::max()) {
+            report("%s is too large for an archive entry\r\n", entry.source.c_str());
+            raise(AE_CannotReadFile);
+        }
+        if (!readWholeFile(entry.source, bytes, entry.size)) {
+            report("%s: %s\r\n", ErrorString(AE_CannotReadFile), entry.source.c_str());
+            raise(AE_CannotReadFile);
+        }
+        return bytes;
+    }
+    Rapify* compiler = parent_ ? parent_->rapify() : nullptr;
+    if (compiler == nullptr) raise(AE_CodeBug);
+    compiler->SetIncludeRoot(includeRoot_.c_str());
+    // Archives of the newer generations carry offset-style configs whatever their text chose.
+    const bool newerStyle = (flags & StyleBits) >= StyleKernNoSha;
+    int code = compiler->OpenRapText(entry.source.c_str(), newerStyle ? Rapify::ForceKern : 0, callback_);
+    if (code == 0) code = compiler->OutputRap(bytes, newerStyle);
+    if (code != 0) {
+        report("%s\r\n", compiler->ErrorString(code));
+        compiler->Close();
+        raise(AE_RapError);
+    }
+    compiler->Close();
+    return bytes;
+}
+
+void ArchiveFile::_AddEntryNew(pbo_entry& entry, std::vector<std::uint8_t>& data, int flags) {
+    entry.packingMethod_ = pbo_entry::Stored;
+    entry.originalSize_ = 0;
+    entry.dataSize_ = static_cast<std::uint32_t>(data.size());
+    entry.realSize_ = entry.dataSize_;
+    if (!(flags & CompressEntries)) return;
+
+    totals_.before += data.size();
+    totals_.after += data.size();
+    // An empty file cannot shrink, and a never-compress extension is kept as it is on purpose.
+    if (data.empty() || hasExtensionIn(entry.name(), totals_.neverCompress)) return;
+
+    report("compressing %s", entry.name());
+    BlockCoder coder;
+    const std::int64_t packed = coder.compress(data, BlockCoder::LzssFlag);
+    if (packed <= 0) raise(AE_NoMemory);
+    report("from %zu to %lld (%2.f%c)", data.size(), static_cast<long long>(packed),
+           reduction(data.size(), static_cast<std::uint64_t>(packed)), '%');
+    if (static_cast<std::uint64_t>(packed) >= data.size()) {
+        report(" rejected\r\n");
+        return;
+    }
+    report("\r\n");
+    totals_.after -= data.size() - static_cast<std::uint64_t>(packed);
+    entry.packingMethod_ = pbo_entry::Compressed;
+    entry.originalSize_ = static_cast<std::uint32_t>(data.size());
+    entry.dataSize_ = static_cast<std::uint32_t>(packed);
+    data.assign(coder.output().begin(), coder.output().end());
+}
+
+void ArchiveFile::_WriteChecksum(int style) {
+    if (style != StyleRegal && style != StyleKern) return;
+    Sha1 sha;
+    writer_.readBackInPieces([&](std::span<const unsigned char> piece) { sha.update(piece); });
+    const Sha1::Digest digest = sha.final();
+    if (style == StyleRegal) {
+        // A new console archive carries the first four bytes of the SHA-1 of what precedes them.
+        report("Writing regal key\r\n");
+        writer_.WriteByte(0);
+        writer_.WriteBlock(digest.data(), 4);
+        return;
+    }
+    report("Writing sha '%s'\r\n", Sha1::hexText(digest).c_str());
+    writer_.WriteByte(0);
+    writer_.WriteBlock(digest.data(), digest.size());
+}
+
+}  // namespace archivefile

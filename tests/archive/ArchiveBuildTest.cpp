@@ -1,0 +1,230 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "archivefile/foundation/Sha1.h"
+#include "tests/archive/ArchiveTestSupport.h"
+
+using namespace archivefile;
+using archivefile::testing::ArchiveTest;
+using archivefile::testing::TempFolder;
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string bytesOf(const std::string& file) { return TempFolder::read(file); }
+
+std::uint32_t longAt(const std::string& bytes, std::size_t offset) {
+    return static_cast<std::uint8_t>(bytes[offset]) | static_cast<std::uint8_t>(bytes[offset + 1]) << 8 |
+           static_cast<std::uint8_t>(bytes[offset + 2]) << 16 | static_cast<std::uint32_t>(static_cast<std::uint8_t>(bytes[offset + 3])) << 24;
+}
+
+}  // namespace
+
+class ArchiveBuild : public ArchiveTest {
+protected:
+    // A small mod folder: text, a binary file, a subfolder, and a prefix file.
+    std::string makeFolder(const char* prefix = "x\\demo\\addons\\lamps") {
+        folder.write("src/readme.txt", "lamps for every room\n");
+        folder.write("src/data/Beam.BIN", std::string("\x00\x01\x02\xFF\x00\x10", 6));
+        folder.write("src/data/notes.txt", std::string(3000, 'a'));
+        folder.write("src/Thumbs.db", "thumbnails");
+        if (prefix) folder.write("src/$PBOPREFIX$", std::string(prefix) + "\r\nsecond line is not the prefix\r\n");
+        return folder / "src";
+    }
+
+    int build(const std::string& source, int flags, const std::string& output, const char* prefix = nullptr,
+              const char* neverCompress = nullptr) {
+        lines.clear();
+        archive.setBuildTime(1'700'000'000);
+        return archive.MakePboNew(source.c_str(), flags, output.c_str(), collect, neverCompress, prefix);
+    }
+};
+
+TEST_F(ArchiveBuild, EveryStyleOpensAsItsOwnType) {
+    const std::string source = makeFolder();
+    const std::pair<int, int> styles[] = {
+        {ArchiveFile::StyleKqm, ArchiveFile::TypeNoProperties},
+        {ArchiveFile::StyleVanguard, ArchiveFile::TypeProperties},
+        {ArchiveFile::StyleKernNoSha, ArchiveFile::TypePrefixNoTrailer},
+        {ArchiveFile::StyleRegal, ArchiveFile::TypePrefixChecksum},
+        {ArchiveFile::StyleKern, ArchiveFile::TypePrefixSha},
+    };
+    for (const auto& [style, type] : styles) {
+        const std::string output = folder / ("style" + std::to_string(style) + ".pbo");
+        ASSERT_EQ(build(source, style, output), 0) << lines;
+        ASSERT_EQ(archive.OpenPbo(output.c_str(), collect, ArchiveFile::Brief), 0) << lines;
+        EXPECT_EQ(archive.GetPboType(), type) << style;
+        EXPECT_EQ(archive.entryCount(), 3u);
+        archive.ClosePbo();
+    }
+}
+
+TEST_F(ArchiveBuild, EntriesAreSortedByPathIgnoringCaseAndCarryTheGivenTime) {
+    const std::string source = makeFolder();
+    ASSERT_EQ(build(source, ArchiveFile::StyleKern, folder / "out.pbo"), 0) << lines;
+    ASSERT_EQ(archive.OpenPbo((folder / "out.pbo").c_str(), collect, ArchiveFile::Brief), 0);
+    std::vector<std::string> names;
+    for (pbo_entry* entry = archive.GetChain(); entry; entry = archive.GetNext(entry)) {
+        names.emplace_back(entry->name());
+        EXPECT_EQ(entry->timeStamp(), 1'700'000'000u);
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"data\\Beam.BIN", "data\\notes.txt", "readme.txt"}));
+    EXPECT_STREQ(archive.GetPrefix(), "x\\demo\\addons\\lamps");
+    EXPECT_NE(lines.find("Using folder's prefix:x\\demo\\addons\\lamps \r\n"), std::string::npos);
+    EXPECT_NE(lines.find("excluding $PBOPREFIX$\r\n"), std::string::npos);
+    EXPECT_EQ(lines.find("Thumbs.db"), std::string::npos);
+}
+
+TEST_F(ArchiveBuild, TheSameFolderGivesTheSameBytes) {
+    const std::string source = makeFolder();
+    ASSERT_EQ(build(source, ArchiveFile::StyleKern | ArchiveFile::CompressEntries, folder / "a.pbo"), 0);
+    ASSERT_EQ(build(source, ArchiveFile::StyleKern | ArchiveFile::CompressEntries, folder / "b.pbo"), 0);
+    EXPECT_EQ(bytesOf(folder / "a.pbo"), bytesOf(folder / "b.pbo"));
+}
+
+TEST_F(ArchiveBuild, KernTrailerIsTheShaOfEverythingBeforeIt) {
+    const std::string source = makeFolder(nullptr);
+    folder.write("src/mission.sqm", "version = 12;\n");
+    ASSERT_EQ(build(source, ArchiveFile::StyleKern, folder / "m.pbo"), 0) << lines;
+    EXPECT_NE(lines.find("Creating KerN noPrefix (mission/campaign/or rootAddon) pbo:\r\n"), std::string::npos);
+    const std::string bytes = bytesOf(folder / "m.pbo");
+    ASSERT_GT(bytes.size(), 21u);
+    const std::string body = bytes.substr(0, bytes.size() - 21);
+    const Sha1::Digest digest =
+        Sha1::of({reinterpret_cast<const std::uint8_t*>(body.data()), body.size()});
+    EXPECT_EQ(bytes[bytes.size() - 21], '\0');
+    EXPECT_EQ(bytes.substr(bytes.size() - 20), std::string(digest.begin(), digest.end()));
+    EXPECT_NE(lines.find("Writing sha '" + Sha1::hexText(digest) + "'\r\n"), std::string::npos);
+    // Only the tool signature stands in the properties entry.
+    EXPECT_EQ(bytes.substr(0, 21 + 22), std::string("\0sreV\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0Tavin\0ArchiveFile.dll\0\0", 43));
+}
+
+TEST_F(ArchiveBuild, RegalTrailerCarriesTheFirstShaBytes) {
+    const std::string source = makeFolder();
+    ASSERT_EQ(build(source, ArchiveFile::StyleRegal, folder / "r.pbo"), 0) << lines;
+    const std::string bytes = bytesOf(folder / "r.pbo");
+    const std::string body = bytes.substr(0, bytes.size() - 5);
+    const Sha1::Digest digest = Sha1::of({reinterpret_cast<const std::uint8_t*>(body.data()), body.size()});
+    EXPECT_EQ(bytes.substr(bytes.size() - 5), '\0' + std::string(digest.begin(), digest.begin() + 4));
+    EXPECT_NE(lines.find("Creating Xbox Regal Style Pbo:\r\nPrefix = x\\demo\\addons\\lamps\r\n"), std::string::npos);
+}
+
+TEST_F(ArchiveBuild, VanguardNamesItsProductBeforeTheToolSignature) {
+    const std::string source = makeFolder(nullptr);
+    ASSERT_EQ(build(source, ArchiveFile::StyleVanguard, folder / "v.pbo"), 0);
+    EXPECT_EQ(bytesOf(folder / "v.pbo").substr(21, 45),
+              std::string("product\0TGR: Vanguard\0Tavin\0ArchiveFile.dll\0\0", 45));
+}
+
+TEST_F(ArchiveBuild, CompressionKeepsWhatDoesNotShrinkAndReportsTotals) {
+    const std::string source = makeFolder(nullptr);
+    folder.write("src/config.bin", std::string("\0raP", 4) + std::string(200, 'z'));
+    ASSERT_EQ(build(source, ArchiveFile::StyleKqm | ArchiveFile::CompressEntries, folder / "c.pbo", nullptr, "txt"),
+              0)
+        << lines;
+    EXPECT_NE(lines.find("compressing data\\Beam.BIN"), std::string::npos);
+    EXPECT_NE(lines.find(" rejected\r\n"), std::string::npos);
+    EXPECT_EQ(lines.find("compressing data\\notes.txt"), std::string::npos);
+    EXPECT_NE(lines.find("compressing config.bin"), std::string::npos);
+    EXPECT_NE(lines.find("Overall compression from "), std::string::npos);
+
+    ASSERT_EQ(archive.OpenPbo((folder / "c.pbo").c_str(), collect, ArchiveFile::Brief), 0);
+    EXPECT_FALSE(entry("data\\Beam.BIN").isCompressed());
+    EXPECT_FALSE(entry("data\\notes.txt").isCompressed());
+    pbo_entry& config = entry("config.bin");
+    EXPECT_TRUE(config.isCompressed());
+    ASSERT_EQ(archive.GetFileData(&config), 0);
+    EXPECT_EQ(text(config), std::string("\0raP", 4) + std::string(200, 'z'));
+}
+
+TEST_F(ArchiveBuild, PrefixOptionWinsOverThePrefixFile) {
+    const std::string source = makeFolder();
+    ASSERT_EQ(build(source, ArchiveFile::StyleKern, folder / "p.pbo", "/other/prefix/"), 0);
+    EXPECT_NE(lines.find("Ignoring folder's prefix file\r\n"), std::string::npos);
+    ASSERT_EQ(archive.OpenPbo((folder / "p.pbo").c_str(), collect, ArchiveFile::Brief), 0);
+    EXPECT_STREQ(archive.GetPrefix(), "other\\prefix");
+}
+
+TEST_F(ArchiveBuild, UnpackAndPackAgainGivesTheSameArchive) {
+    const std::string source = makeFolder();
+    for (const int style : {ArchiveFile::StyleKqm, ArchiveFile::StyleVanguard, ArchiveFile::StyleKernNoSha,
+                            ArchiveFile::StyleRegal, ArchiveFile::StyleKern}) {
+        const std::string first = folder / "first.pbo", second = folder / "second.pbo";
+        const std::string unpacked = folder / "unpacked";
+        fs::remove_all(unpacked);
+        ASSERT_EQ(build(source, style | ArchiveFile::CompressEntries, first), 0) << lines;
+        ASSERT_EQ(archive.ExtractPbo(first.c_str(), collect, ArchiveFile::IgnorePrefix, nullptr, unpacked.c_str()), 0)
+            << lines;
+        // Unpacked files keep the entries' times, so the second build needs no fixed time.
+        archive.setBuildTime(std::nullopt);
+        ASSERT_EQ(archive.MakePboNew((unpacked + "/first").c_str(), style | ArchiveFile::CompressEntries,
+                                     second.c_str(), collect, nullptr,
+                                     style >= ArchiveFile::StyleKernNoSha ? "x\\demo\\addons\\lamps" : nullptr),
+                  0)
+            << lines;
+        EXPECT_EQ(bytesOf(first), bytesOf(second)) << "style " << style;
+    }
+}
+
+TEST_F(ArchiveBuild, PropertiesOfAnUnpackedArchiveComeBack) {
+    const std::string source = makeFolder(nullptr);
+    folder.write("src/PboPrefix.txt",
+                 "x\\kept\r\n======<HEADER>=======\r\nprefix=x\\kept\r\nproduct=demo shelf\r\nTavin=ArchiveFile.dll\r\n"
+                 "Pbo Type is: Kern \r\nAddon\r\n======</HEADER>============\r\n");
+    ASSERT_EQ(build(source, ArchiveFile::StyleKern, folder / "k.pbo"), 0) << lines;
+    ASSERT_EQ(archive.OpenPbo((folder / "k.pbo").c_str(), collect, ArchiveFile::Brief), 0);
+    std::vector<std::string> properties;
+    for (const TokenPair& property : archive.properties())
+        properties.push_back(std::string(property.name.view()) + "=" + std::string(property.value.view()));
+    EXPECT_EQ(properties, (std::vector<std::string>{"prefix=x\\kept", "Tavin=ArchiveFile.dll", "product=demo shelf"}));
+}
+
+TEST_F(ArchiveBuild, FailuresLeaveNoArchiveBehind) {
+    EXPECT_EQ(build((folder / "missing").c_str(), ArchiveFile::StyleKern, folder / "x.pbo"), AE_NoFile);
+    EXPECT_NE(lines.find("Folder does not exist"), std::string::npos);
+
+    // The config fails to compile after the archive's header is already written.
+    const std::string source = makeFolder();
+    folder.write("src/config.cpp", "class Broken {\n  value = 1;\n");
+    const std::string output = folder.write("old.pbo", "earlier archive");
+    EXPECT_EQ(build(source, ArchiveFile::StyleKern, output), AE_RapError);
+    EXPECT_NE(lines.find("config.cpp"), std::string::npos);
+    EXPECT_EQ(bytesOf(output), "earlier archive");
+    std::size_t files = 0;
+    for (const auto& item : fs::directory_iterator(folder.path())) files += item.is_regular_file();
+    EXPECT_EQ(files, 1u);
+}
+
+TEST_F(ArchiveBuild, AnUnreadableFileStopsTheBuild) {
+    const std::string source = makeFolder();
+    const std::string locked = folder.write("src/locked.txt", "secret");
+    fs::permissions(locked, fs::perms::none);
+    if (std::FILE* probe = std::fopen(locked.c_str(), "rb")) {
+        std::fclose(probe);
+        GTEST_SKIP() << "running with rights that read any file";
+    }
+    EXPECT_EQ(build(source, ArchiveFile::StyleKern, folder / "u.pbo"), AE_CannotReadFile);
+    EXPECT_NE(lines.find("cannot read file to enter into header"), std::string::npos);
+    EXPECT_FALSE(fs::exists(folder / "u.pbo"));
+}
+
+TEST_F(ArchiveBuild, AKernArchiveWithoutPrefixNeedsAMissionOrAConfig) {
+    const std::string source = makeFolder(nullptr);
+    EXPECT_EQ(build(source, ArchiveFile::StyleKern, folder / "n.pbo"), AE_NoMissionOrConfig);
+    EXPECT_FALSE(fs::exists(folder / "n.pbo"));
+    EXPECT_EQ(build(source, ArchiveFile::StyleKqm, folder / "n.pbo"), 0);
+}
+
+TEST_F(ArchiveBuild, OutputNameComesFromTheFolderOrItsPboNameFile) {
+    const std::string source = makeFolder();
+    ASSERT_EQ(build(source, ArchiveFile::StyleKern, ""), 0);
+    EXPECT_TRUE(fs::exists(folder / "src.pbo"));
+    folder.write("src/PboName.h", "#define PBONAME \"lamps_v2\"\n");
+    ASSERT_EQ(build(source, ArchiveFile::StyleKern, ""), 0);
+    EXPECT_TRUE(fs::exists(folder / "lamps_v2.pbo"));
+    EXPECT_NE(lines.find("Renaming output to "), std::string::npos);
+    const std::string bytes = bytesOf(folder / "lamps_v2.pbo");
+    EXPECT_EQ(longAt(bytes, 1), pbo_entry::Properties);
+}

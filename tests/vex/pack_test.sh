@@ -1,0 +1,45 @@
+#!/usr/bin/env bash
+# vex pack on the sample mod: the archive lists, unpacks with its config as text, and packs again
+# into the very same bytes; a failed pack leaves no archive behind.
+set -euo pipefail
+: "${VEX:?VEX must name the vex binary}"
+export TZ=UTC
+samples=$(cd "$(dirname "$0")/../../samples" && pwd)
+
+fail() { echo "FAIL: $*" >&2; exit 1; }
+work=$(mktemp -d)
+trap 'chmod -R u+rw "$work"; rm -rf "$work"' EXIT
+
+"$VEX" -q pack "$samples/mod" -o "$work/mod.pbo" -I "$samples" --mtime 1700000000 --compress
+listing=$("$VEX" list "$work/mod.pbo")
+grep -qF 'Pbo Type is: Kern Addon' <<<"$listing" || fail "unexpected listing: $listing"
+grep -qE '^config\.bin:' <<<"$listing" || fail "config.cpp was not binarised: $listing"
+
+"$VEX" -q unpack "$work/mod.pbo" -o "$work/out" --decode
+prefix_folder=$(dirname "$(find "$work/out" -name PboPrefix.txt)")
+[ -f "$prefix_folder/config.cpp" ] || fail "no decoded config.cpp under $prefix_folder"
+"$VEX" -q config check "$prefix_folder/config.cpp" >/dev/null || fail "decoded config does not compile"
+
+"$VEX" -q pack "$prefix_folder" -o "$work/again.pbo" --compress
+cmp "$work/mod.pbo" "$work/again.pbo" || fail "packing the unpacked folder gave other bytes"
+
+# Deterministic: the same folder twice gives the same archive.
+"$VEX" -q pack "$samples/mod" -o "$work/twice.pbo" -I "$samples" --mtime 1700000000 --compress
+cmp "$work/mod.pbo" "$work/twice.pbo" || fail "two packs of one folder differ"
+
+# A folder with an unreadable file: exit 1, message with its code, the earlier archive kept.
+mkdir -p "$work/bad"
+echo data >"$work/bad/a.txt"
+echo secret >"$work/bad/b.txt"
+chmod 000 "$work/bad/b.txt"
+if ! cat "$work/bad/b.txt" >/dev/null 2>&1; then
+  echo old >"$work/bad.pbo"
+  set +e
+  message=$("$VEX" -q pack "$work/bad" -o "$work/bad.pbo" --style kqm 2>&1); status=$?
+  set -e
+  [ "$status" -eq 1 ] || fail "unreadable file: exit $status"
+  grep -qF '(code -27)' <<<"$message" || fail "unreadable file: $message"
+  [ "$(cat "$work/bad.pbo")" = old ] || fail "the earlier archive was replaced"
+  [ "$(ls "$work" | grep -c part)" -eq 0 ] || fail "a temporary file was left behind"
+fi
+echo "pack: ok"
