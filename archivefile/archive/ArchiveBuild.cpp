@@ -386,7 +386,8 @@ std::vector<std::uint8_t> ArchiveFile::entryBytes(const BuildEntry& entry, int f
     compiler->SetIncludeRoot(includeRoot_.c_str());
     // Archives of the newer generations carry offset-style configs whatever their text chose.
     const bool newerStyle = (flags & StyleBits) >= StyleKernNoSha;
-    int code = compiler->OpenRapText(entry.source.c_str(), newerStyle ? Rapify::ForceKern : 0, callback_);
+    int code = compiler->OpenRapText(entry.source.c_str(), newerStyle ? Rapify::ForceKern : 0,
+                                     compileCallback_.value_or(callback_));
     if (code == 0) code = compiler->OutputRap(bytes, newerStyle);
     if (code != 0) {
         report("%s\r\n", compiler->ErrorString(code));

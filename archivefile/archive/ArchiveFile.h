@@ -171,6 +171,9 @@ public:
                    const char* neverCompress = nullptr, const char* prefix = nullptr, const char* exclude = nullptr);
     // Time stamp written for every entry instead of the files' own times (none: the files' times).
     void setBuildTime(std::optional<std::int64_t> seconds) { buildTime_ = seconds; }
+    // Where the compiler's own notices go while config.cpp files are binarised (by default the
+    // build's callback); its errors are reported through the build's callback in any case.
+    void setCompileCallback(LogCallback callback) { compileCallback_ = callback; }
     // Where config.cpp files look for includes named from a root ("\x\tag\file.hpp").
     void setIncludeRoot(const char* folder) { includeRoot_ = folder ? folder : ""; }
     // Creates the output and writes the properties entry of the style; false when the file cannot
@@ -267,6 +270,7 @@ private:
     void _WriteChecksum(int style);
 
     std::optional<std::int64_t> buildTime_;
+    std::optional<LogCallback> compileCallback_;
     std::string includeRoot_;
     int buildStyle_ = StyleKern;
     std::uint64_t headerStart_ = 0;

@@ -44,6 +44,7 @@ int pack(Tool& tool, const PackOptions& options) {
     if (!options.binarize) flags |= ArchiveFile::KeepConfigText;
     archive.setBuildTime(options.mtime);
     archive.setIncludeRoot(options.includeRoot.c_str());
+    archive.setCompileCallback(tool.detailCallback());
     const int code = archive.MakePboNew(options.folder.c_str(), flags, options.output.c_str(), tool.callback(),
                                         options.noCompress.c_str(), options.prefix.c_str(), options.exclude.c_str());
     return tool.report(code, options.folder + ": " + archive.ErrorString(code));

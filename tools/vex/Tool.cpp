@@ -12,6 +12,7 @@ namespace vex {
 namespace {
 
 bool quietOutput = false;
+bool verboseOutput = false;
 
 // Lines from the library end in "\r\n"; a terminal wants "\n".
 void printLine(std::FILE* to, const char* text) {
@@ -30,6 +31,12 @@ bool toStandardError(const char* text, ...) {
     return true;
 }
 
+bool detailToStandardError(const char* text, ...) {
+    cancelIfInterrupted();
+    if (verboseOutput) printLine(stderr, text);
+    return true;
+}
+
 bool toStandardOutput(const char* text, ...) {
     cancelIfInterrupted();
     printLine(stdout, text);
@@ -39,6 +46,11 @@ bool toStandardOutput(const char* text, ...) {
 }  // namespace
 
 Tool::Tool() { archivefile::Platform::watchInterrupt(); }
+
+archivefile::LogCallback Tool::detailCallback() const {
+    verboseOutput = verbose;
+    return detailToStandardError;
+}
 
 archivefile::LogCallback Tool::callback(bool standardOutput) const {
     quietOutput = quiet && !verbose;

@@ -25,6 +25,9 @@ public:
     // Progress and warnings go to standard error (nothing with -q); `toStandardOutput` is for
     // commands whose data are the library's lines, such as a listing.
     archivefile::LogCallback callback(bool toStandardOutput = false) const;
+    // For the lines of a step inside a larger operation (the notices of a config compiled while
+    // packing): shown only with -v.
+    archivefile::LogCallback detailCallback() const;
     // Prints "vex: error: <text> (code N)" and gives the exit status for a library result.
     int report(int code, const std::string& text) const;
     int fail(const std::string& text) const;
