@@ -1,5 +1,6 @@
 #include "bench/ConfigTreeGenerator.h"
 
+#include <cstdlib>
 #include <algorithm>
 #include <cmath>
 #include <fstream>
@@ -154,6 +155,14 @@ class Machines
 )");
     tree.machines = made;
     return tree;
+}
+
+ConfigTree writeBenchmarkTree(const char* folderName) {
+    const char* size = std::getenv("CONFIG_BENCH_MB");
+    const double megabytes = size ? std::atof(size) : 50.0;
+    const auto folder = std::filesystem::temp_directory_path() / folderName;
+    std::filesystem::remove_all(folder);
+    return writeConfigTree(folder, static_cast<std::uint64_t>(megabytes * 1024 * 1024));
 }
 
 }  // namespace archivefile::bench

@@ -19,4 +19,8 @@ struct ConfigTree {
 // `expandedBytes`. The same size and seed always give the same files.
 ConfigTree writeConfigTree(const std::filesystem::path& folder, std::uint64_t expandedBytes, std::uint32_t seed = 1);
 
+// The tree a benchmark runs on: CONFIG_BENCH_MB megabytes of expanded text (50 by default), written
+// afresh into the named folder under the system's temporary folder.
+ConfigTree writeBenchmarkTree(const char* folderName);
+
 }  // namespace archivefile::bench

@@ -19,13 +19,7 @@ using archivefile::Rapify;
 bool silent(const char*, ...) { return true; }
 
 const archivefile::bench::ConfigTree& generatedTree() {
-    static const archivefile::bench::ConfigTree tree = [] {
-        const char* size = std::getenv("CONFIG_BENCH_MB");
-        const double megabytes = size ? std::atof(size) : 50.0;
-        const auto folder = std::filesystem::temp_directory_path() / "archivefile-bench-config-tree";
-        std::filesystem::remove_all(folder);
-        return archivefile::bench::writeConfigTree(folder, static_cast<std::uint64_t>(megabytes * 1024 * 1024));
-    }();
+    static const archivefile::bench::ConfigTree tree = archivefile::bench::writeBenchmarkTree("archivefile-bench-config-tree");
     return tree;
 }
 
