@@ -6,12 +6,15 @@
 #include <string>
 #include <string_view>
 
+#include "archivefile/config/ConfigCharacters.h"
 #include "archivefile/config/Rapify.h"
 #include "archivefile/foundation/GenString.h"
 
 namespace archivefile {
 
 namespace {
+
+using configtext::isBlank;
 
 constexpr int MaxEvalDepth = 256;
 
@@ -23,7 +26,6 @@ struct EvalValue {
 };
 
 bool isOperator(char c) { return c == '(' || c == ')' || c == '*' || c == '+' || c == '-' || c == '/'; }
-bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f'; }
 
 // The runtime's integer conversion: digits, wrapping past 32 bits.
 std::int32_t integerOf(std::string_view digits) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "archivefile/config/ConfigCharacters.h"
 #include "archivefile/config/Rapify.h"
 #include "archivefile/foundation/GenericError.h"
 #include "archivefile/foundation/TextFormat.h"
@@ -13,26 +14,16 @@ namespace archivefile {
 
 namespace {
 
+using configtext::isBlank;
+using configtext::wordCharacters;
+using configtext::trim;
+
 // A body's names are indexed once it holds more entries than a short scan is worth.
 constexpr std::size_t IndexedBodySize = 16;
 // Inheritance chains searched for a base name are followed this far; past it the name is taken
 // as found, since refusing a valid config would be worse than missing a mistake.
 constexpr int MaxInheritanceSteps = 64;
 
-bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f'; }
-
-constexpr std::array<bool, 256> wordCharacters = [] {
-    std::array<bool, 256> table{};
-    for (int c = 0; c < 256; ++c)
-        table[c] = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c >= 0x80;
-    return table;
-}();
-
-std::string_view trim(std::string_view text) {
-    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
-    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
-    return text;
-}
 
 bool isDigits(std::string_view text, int base) {
     if (text.empty()) return false;

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "archivefile/config/ConfigCharacters.h"
 #include "archivefile/config/Rapify.h"
 #include "archivefile/foundation/GenericError.h"
 #include "archivefile/foundation/PathRules.h"
@@ -19,14 +20,11 @@ namespace archivefile {
 
 namespace {
 
-bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f'; }
+using configtext::isBlank;
+using configtext::wordCharacters;
+using configtext::isWordChar;
+using configtext::trim;
 
-constexpr std::array<bool, 256> wordCharacters = [] {
-    std::array<bool, 256> table{};
-    for (int c = 0; c < 256; ++c)
-        table[c] = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c >= 0x80;
-    return table;
-}();
 
 // Characters at which the expander has to look closer: a word, a string, a "#".
 constexpr std::array<bool, 256> expansionStops = [] {
@@ -35,14 +33,7 @@ constexpr std::array<bool, 256> expansionStops = [] {
     return table;
 }();
 
-bool isWordChar(char c) { return wordCharacters[static_cast<unsigned char>(c)]; }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-std::string_view trim(std::string_view text) {
-    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
-    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
-    return text;
-}
 
 void trimBack(std::string& text, std::size_t floor = 0) {
     while (text.size() > floor && isBlank(text.back())) text.pop_back();
