@@ -1,0 +1,196 @@
+#include "archivefile/media/WssCodec.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace archivefile {
+
+namespace {
+
+// One step of the logarithmic scale: code 127 is a full 16-bit swing.
+const double byteScale = std::log(32768.0) / 127.0;
+
+int clampSample(int value) { return std::clamp(value, -32768, 32767); }
+
+// The signed move of every byte as it is stored, so that decoding is one look-up a sample.
+const std::array<std::int32_t, 256>& byteMoves() {
+    static const std::array<std::int32_t, 256> moves = [] {
+        const auto& steps = WssCodec::byteSteps();
+        std::array<std::int32_t, 256> table{};
+        for (int stored = 0; stored < 256; ++stored) {
+            const int code = stored < 128 ? stored : std::max(stored - 256, -127);
+            table[static_cast<std::size_t>(stored)] = code < 0 ? -steps[static_cast<std::size_t>(-code)]
+                                                               : steps[static_cast<std::size_t>(code)];
+        }
+        return table;
+    }();
+    return moves;
+}
+
+// The code magnitude for every distance the encoder can meet (two 16-bit values are at most 65535
+// apart), taken from the rounded logarithm exactly as the scale defines it; a table keeps the
+// logarithm out of the per-sample loop.
+const std::array<std::uint8_t, 65536>& byteCodes() {
+    static const std::array<std::uint8_t, 65536> codes = [] {
+        std::array<std::uint8_t, 65536> table{};
+        for (std::size_t distance = 0; distance < table.size(); ++distance) {
+            const double m = std::floor(std::log(1.0 + static_cast<double>(distance)) / byteScale + 0.5);
+            table[distance] = static_cast<std::uint8_t>(std::min(127.0, m));
+        }
+        return table;
+    }();
+    return codes;
+}
+
+constexpr std::array<std::int32_t, 89> imaSteps = {
+    7,     8,     9,     10,    11,    12,    13,    14,    16,    17,    19,    21,    23,    25,    28,
+    31,    34,    37,    41,    45,    50,    55,    60,    66,    73,    80,    88,    97,    107,   118,
+    130,   143,   157,   173,   190,   209,   230,   253,   279,   307,   337,   371,   408,   449,   494,
+    544,   598,   658,   724,   796,   876,   963,   1060,  1166,  1282,  1411,  1552,  1707,  1878,  2066,
+    2272,  2499,  2749,  3024,  3327,  3660,  4026,  4428,  4871,  5358,  5894,  6484,  7132,  7845,  8630,
+    9493,  10442, 11487, 12635, 13899, 15289, 16818, 18500, 20350, 22385, 24623, 27086, 29794, 32767};
+
+constexpr std::array<std::int32_t, 8> imaIndexMoves = {-1, -1, -1, -1, 2, 4, 6, 8};
+
+struct ImaChannel {
+    std::int32_t predictor = 0;
+    std::int32_t index = 0;
+
+    // Applies a four-bit code and gives the new sample; the encoder calls this too, so that both
+    // sides always hold the same state.
+    std::int32_t decode(std::uint32_t code) {
+        const std::int32_t step = imaSteps[static_cast<std::size_t>(index)];
+        std::int32_t difference = step >> 3;
+        if (code & 4) difference += step;
+        if (code & 2) difference += step >> 1;
+        if (code & 1) difference += step >> 2;
+        predictor = clampSample(code & 8 ? predictor - difference : predictor + difference);
+        index = std::clamp(index + imaIndexMoves[code & 7], 0, 88);
+        return predictor;
+    }
+
+    std::uint32_t encode(std::int32_t sample) {
+        std::int32_t difference = sample - predictor;
+        std::uint32_t code = 0;
+        if (difference < 0) {
+            code = 8;
+            difference = -difference;
+        }
+        std::int32_t step = imaSteps[static_cast<std::size_t>(index)];
+        if (difference >= step) {
+            code |= 4;
+            difference -= step;
+        }
+        step >>= 1;
+        if (difference >= step) {
+            code |= 2;
+            difference -= step;
+        }
+        step >>= 1;
+        if (difference >= step) code |= 1;
+        decode(code);
+        return code;
+    }
+};
+
+}  // namespace
+
+const std::array<std::int16_t, 128>& WssCodec::byteSteps() {
+    static const std::array<std::int16_t, 128> steps = [] {
+        std::array<std::int16_t, 128> table{};
+        for (std::size_t m = 0; m < table.size(); ++m)
+            table[m] = static_cast<std::int16_t>(std::floor(std::exp(static_cast<double>(m) * byteScale) - 1.0 + 0.5));
+        return table;
+    }();
+    return steps;
+}
+
+std::size_t WssCodec::expandedSamples(int compression, std::size_t bytes) {
+    return compression == Nibble ? bytes * 2 : bytes;
+}
+
+std::size_t WssCodec::compressedBytes(int compression, std::size_t samples) {
+    return compression == Nibble ? samples / 2 + samples % 2 : samples;
+}
+
+void WssCodec::expand(int compression, std::span<const std::uint8_t> data, int channels,
+                      std::span<std::int16_t> samples) const {
+    if (compression == Nibble)
+        expandNibbles(data, channels, samples);
+    else
+        expandBytes(data, channels, samples);
+}
+
+std::vector<std::uint8_t> WssCodec::compress(int compression, std::span<const std::int16_t> samples, int channels) const {
+    std::vector<std::uint8_t> data(compressedBytes(compression, samples.size()));
+    if (compression == Nibble)
+        compressNibbles(samples, channels, data);
+    else
+        compressBytes(samples, channels, data);
+    return data;
+}
+
+void WssCodec::expandBytes(std::span<const std::uint8_t> data, int channels, std::span<std::int16_t> samples) {
+    const auto& moves = byteMoves();
+    std::vector<std::int32_t> running(static_cast<std::size_t>(channels), 0);
+    std::size_t channel = 0;
+    for (std::size_t i = 0; i < data.size(); ++i) {
+        std::int32_t& value = running[channel];
+        value = clampSample(value + moves[data[i]]);
+        samples[i] = static_cast<std::int16_t>(value);
+        if (++channel == running.size()) channel = 0;
+    }
+}
+
+void WssCodec::compressBytes(std::span<const std::int16_t> samples, int channels, std::span<std::uint8_t> data) {
+    const auto& codes = byteCodes();
+    const auto& steps = byteSteps();
+    std::vector<std::int32_t> running(static_cast<std::size_t>(channels), 0);
+    std::size_t channel = 0;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        std::int32_t& value = running[channel];
+        const std::int32_t error = samples[i] - value;
+        const std::uint8_t m = codes[static_cast<std::size_t>(std::abs(error))];
+        if (error < 0) {
+            data[i] = static_cast<std::uint8_t>(256 - m);
+            value = clampSample(value - steps[m]);
+        } else {
+            data[i] = m;
+            value = clampSample(value + steps[m]);
+        }
+        if (++channel == running.size()) channel = 0;
+    }
+}
+
+void WssCodec::expandNibbles(std::span<const std::uint8_t> data, int channels, std::span<std::int16_t> samples) {
+    std::vector<ImaChannel> states(static_cast<std::size_t>(channels));
+    std::size_t channel = 0;
+    auto next = [&](std::uint32_t code) {
+        const std::int32_t sample = states[channel].decode(code);
+        if (++channel == states.size()) channel = 0;
+        return static_cast<std::int16_t>(sample);
+    };
+    for (std::size_t i = 0; i < data.size(); ++i) {
+        samples[2 * i] = next(data[i] & 0x0Fu);
+        samples[2 * i + 1] = next(data[i] >> 4);
+    }
+}
+
+void WssCodec::compressNibbles(std::span<const std::int16_t> samples, int channels, std::span<std::uint8_t> data) {
+    std::vector<ImaChannel> states(static_cast<std::size_t>(channels));
+    std::size_t channel = 0;
+    auto next = [&](std::int16_t sample) {
+        const std::uint32_t code = states[channel].encode(sample);
+        if (++channel == states.size()) channel = 0;
+        return code;
+    };
+    const std::size_t pairs = samples.size() / 2;
+    for (std::size_t i = 0; i < pairs; ++i) {
+        const std::uint32_t low = next(samples[2 * i]);
+        data[i] = static_cast<std::uint8_t>(low | next(samples[2 * i + 1]) << 4);
+    }
+    if (samples.size() % 2 != 0) data[pairs] = static_cast<std::uint8_t>(next(samples.back()));
+}
+
+}  // namespace archivefile
