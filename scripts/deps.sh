@@ -8,6 +8,7 @@ packages=(
   libssl-dev liblzo2-dev libcli11-dev libpng-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
+  libsndfile1-dev
   locales time
 )
 

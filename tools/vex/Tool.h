@@ -45,5 +45,10 @@ void addConfigDecodeCommand(CLI::App& app, Tool& tool);
 void addArchiveCommands(CLI::App& app, Tool& tool);
 void addConfigCommands(CLI::App& app, Tool& tool);
 void addPackCommand(CLI::App& app, Tool& tool);
+void addSoundCommands(CLI::App& app, Tool& tool);
+
+// Prints the report of the sound at `path` (its header and checks, as the library words them) on
+// standard output; `strict` refuses doubtful files. Returns the exit status.
+int printSoundReport(Tool& tool, const std::string& path, bool strict);
 
 }  // namespace vex
