@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdarg>
 #include <cstring>
 #include <limits>
@@ -247,7 +248,7 @@ void VexSound::loadSamples() {
         // Only whole frames are kept: a byte-compressed stereo sound may end half-way through one.
         const std::size_t frames = pcm.size() / sound.channels;
         samples_.resize(frames * sound.channels * sizeof(std::int16_t));
-        std::memcpy(samples_.data(), pcm.data(), samples_.size());
+        std::copy_n(reinterpret_cast<const unsigned char*>(pcm.data()), samples_.size(), samples_.begin());
         sound.bitsPerSample = 16;
         sound.blockAlign = static_cast<std::uint16_t>(sound.channels * 2);
         sound.bytesPerSecond =

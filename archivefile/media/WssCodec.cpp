@@ -53,6 +53,8 @@ constexpr std::array<std::int32_t, 89> imaSteps = {
 
 constexpr std::array<std::int32_t, 8> imaIndexMoves = {-1, -1, -1, -1, 2, 4, 6, 8};
 
+// The state of one channel. Both directions are written without branches on the data: with noise
+// the bits of the codes are unpredictable, and mispredicted branches would cost more than the sums.
 struct ImaChannel {
     std::int32_t predictor = 0;
     std::int32_t index = 0;
@@ -61,34 +63,24 @@ struct ImaChannel {
     // sides always hold the same state.
     std::int32_t decode(std::uint32_t code) {
         const std::int32_t step = imaSteps[static_cast<std::size_t>(index)];
-        std::int32_t difference = step >> 3;
-        if (code & 4) difference += step;
-        if (code & 2) difference += step >> 1;
-        if (code & 1) difference += step >> 2;
-        predictor = clampSample(code & 8 ? predictor - difference : predictor + difference);
+        const auto bit = [code](std::uint32_t mask) { return static_cast<std::int32_t>((code & mask) != 0); };
+        const std::int32_t difference = (step >> 3) + bit(4) * step + bit(2) * (step >> 1) + bit(1) * (step >> 2);
+        predictor = clampSample(predictor + (bit(8) != 0 ? -difference : difference));
         index = std::clamp(index + imaIndexMoves[code & 7], 0, 88);
         return predictor;
     }
 
     std::uint32_t encode(std::int32_t sample) {
         std::int32_t difference = sample - predictor;
-        std::uint32_t code = 0;
-        if (difference < 0) {
-            code = 8;
-            difference = -difference;
-        }
-        std::int32_t step = imaSteps[static_cast<std::size_t>(index)];
-        if (difference >= step) {
-            code |= 4;
-            difference -= step;
-        }
-        step >>= 1;
-        if (difference >= step) {
-            code |= 2;
-            difference -= step;
-        }
-        step >>= 1;
-        if (difference >= step) code |= 1;
+        const std::uint32_t sign = difference < 0 ? 8 : 0;
+        difference = std::abs(difference);
+        const std::int32_t step = imaSteps[static_cast<std::size_t>(index)];
+        const std::uint32_t high = difference >= step;
+        difference -= static_cast<std::int32_t>(high) * step;
+        const std::uint32_t middle = difference >= (step >> 1);
+        difference -= static_cast<std::int32_t>(middle) * (step >> 1);
+        const std::uint32_t low = difference >= (step >> 2);
+        const std::uint32_t code = sign | high << 2 | middle << 1 | low;
         decode(code);
         return code;
     }
