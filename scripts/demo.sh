@@ -32,5 +32,9 @@ if has config && "$vex" config --help | grep -q compile; then
   step config compile samples/mod/config.cpp -I samples -o "$out/config.bin"
   step config decode "$out/config.bin"
 fi
+if has sound; then
+  step sound convert samples/mod/data/click.wav -o "$out/click.wss" --compress 8
+  step sound check "$out/click.wss"
+fi
 echo
 echo "demo: done"

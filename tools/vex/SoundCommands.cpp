@@ -105,8 +105,8 @@ const char* compressionName(int compression) {
     }
 }
 
-// The lines of the library's report on the input, held back until it is known whether they are
-// the ones to show.
+// The library's lines while a sound is converted, held back until it is known whether they are the
+// ones to show: a WAVE file that is read as another audio format after all leaves no report.
 std::string reportLines;
 
 bool collectReport(const char* text, ...) {
@@ -114,13 +114,18 @@ bool collectReport(const char* text, ...) {
     return true;
 }
 
+void showReport(Tool& tool) {
+    tool.callback()(reportLines.c_str());
+    reportLines.clear();
+}
+
 // What a sound read from another format became, since no report of the library describes it.
 int describeOtherAudio(Tool& tool, const VexSound& sound, const std::string& path) {
     const VexSound::Description& read = sound.description();
-    tool.callback()(archivefile::formatText("%s: %s, %d Hz, read as %d-bit samples\r\n", path.c_str(),
-                                            read.channels == 1 ? "mono" : "stereo", read.sampleRate,
-                                            read.bitsPerSample)
-                        .c_str());
+    reportLines += archivefile::formatText("%s: %s, %d Hz, read as %d-bit samples\r\n", path.c_str(),
+                                           read.channels == 1 ? "mono" : "stereo", read.sampleRate,
+                                           read.bitsPerSample);
+    showReport(tool);
     return Success;
 }
 
@@ -131,18 +136,24 @@ int readInput(Tool& tool, VexSound& sound, const ConvertOptions& options) {
         return problem.empty() ? describeOtherAudio(tool, sound, options.input)
                                : tool.fail(options.input + ": " + problem);
     }
-    reportLines.clear();
     const int code = sound.Open(options.input.c_str(), collectReport, options.strict ? VexSound::Strict : 0);
     // A WAVE file of a kind the library does not read itself (floating point, or samples in an
     // extended format header) is read as any other audio file, unless the check is to be strict.
-    if (code == VexSound::UnknownFormat && !options.strict && readOtherAudio(sound, options.input).empty())
-        return describeOtherAudio(tool, sound, options.input);
-    tool.callback()(reportLines.c_str());
+    if (code == VexSound::UnknownFormat && !options.strict) {
+        const std::string report = std::move(reportLines);
+        reportLines.clear();
+        if (readOtherAudio(sound, options.input).empty()) return describeOtherAudio(tool, sound, options.input);
+        reportLines = report + reportLines;
+    }
+    showReport(tool);
     return tool.report(code, options.input + ": " + sound.ErrorString(code));
 }
 
 int convert(Tool& tool, const ConvertOptions& options) {
     VexSound& sound = *tool.root().vexSound();
+    // Every line of the handler, its errors included, goes through the collector from here on.
+    reportLines.clear();
+    sound.SetCallBack(collectReport);
     int status = readInput(tool, sound, options);
     const int rate = sound.description().sampleRate;
     if (status == Success && options.rate && *options.rate != rate)
@@ -154,16 +165,16 @@ int convert(Tool& tool, const ConvertOptions& options) {
         return status;
     }
 
-    const archivefile::LogCallback callback = tool.callback();
     const bool toWss = hasExtension(options.output, "wss");
     const int compression = options.compression.value_or(VexSound::Uncompressed);
     if (toWss && compression != VexSound::Uncompressed && sound.IsMono() == 0)
-        callback("Warning: compressed WSS files are expected to be mono; a strict check refuses this one\r\n");
+        reportLines += "Warning: compressed WSS files are expected to be mono; a strict check refuses this one\r\n";
     const int code = sound.Create(options.output.c_str(), toWss ? compression : VexSound::WaveForm);
     if (code == archivefile::GE_NoError) {
         const std::string form = toWss ? std::string("WSS, ") + compressionName(compression) : std::string("WAVE");
-        callback(archivefile::formatText("Wrote %s (%s)\r\n", options.output.c_str(), form.c_str()).c_str());
+        reportLines += archivefile::formatText("Wrote %s (%s)\r\n", options.output.c_str(), form.c_str());
     }
+    showReport(tool);
     sound.Close();
     return tool.report(code, options.output + ": " + sound.ErrorString(code));
 }
