@@ -75,7 +75,9 @@ public:
     // Create can write it: 0, 11 for a width other than 8, 16 or 24 bits or data that is not whole
     // frames, 12 for other than 1 or 2 channels.
     int setSamples(int channels, int sampleRate, int bitsPerSample, std::vector<unsigned char> pcm);
-    void SetCallBack(LogCallback callback) { stream_.SetCallBack(callback); }
+    // Every line, warnings and errors included, goes to `callback` (standard error when null) until the
+    // next Open or SetCallBack.
+    void SetCallBack(LogCallback callback);
     VexDLL* parent() const { return parent_; }
 
 private:

@@ -22,8 +22,13 @@ int warningCode(bool strict) { return strict ? int{VexSound::UnknownFormat} : in
 
 VexSound::VexSound(VexDLL* parent) : parent_(parent), stream_(parent) {}
 
-int VexSound::Open(const char* path, LogCallback callback, int flags) {
+void VexSound::SetCallBack(LogCallback callback) {
+    stream_.SetErrCallBack(callback);
     stream_.SetCallBack(callback);
+}
+
+int VexSound::Open(const char* path, LogCallback callback, int flags) {
+    SetCallBack(callback);
     Close();
     const int opened = guarded(stream_, [&] { openInput(path); });
     return opened != GE_NoError ? opened : _Process(flags);
@@ -31,7 +36,7 @@ int VexSound::Open(const char* path, LogCallback callback, int flags) {
 
 int VexSound::Open(const char* path, bool wss, LogCallback callback) {
     if (path == nullptr || FileStringA(path).fs_CompareExt(wss ? "wss" : "wav") == 0) {
-        stream_.SetCallBack(callback);
+        SetCallBack(callback);
         Close();
         return GE_InvalidFile;
     }

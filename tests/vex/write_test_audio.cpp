@@ -28,12 +28,11 @@ int main(int argc, char** argv) {
     else return 2;
 
     const std::size_t frames = 22050;
-    std::vector<short> samples(frames * static_cast<std::size_t>(info.channels));
-    for (std::size_t i = 0; i < samples.size(); ++i) {
+    std::vector<short> samples;
+    for (std::size_t i = 0; i < frames * static_cast<std::size_t>(info.channels); ++i) {
+        // Channels alternate in sign, so that a swap of channels shows.
         const double t = static_cast<double>(i / static_cast<std::size_t>(info.channels)) / info.samplerate;
-        // The right channel is the left one inverted, so that a swap of channels shows.
-        const int sign = i % 2 == 0 ? 1 : -1;
-        samples[i] = static_cast<short>(sign * std::lround(16384 * std::sin(2 * std::numbers::pi * 440 * t)));
+        samples.push_back(static_cast<short>((i % 2 == 0 ? 1 : -1) * std::lround(16384 * std::sin(2 * std::numbers::pi * 440 * t))));
     }
     SNDFILE* file = sf_open(argv[1], SFM_WRITE, &info);
     if (file == nullptr) {

@@ -2,6 +2,7 @@
 // (FLAC, Ogg Vorbis, AIFF, ...) into either; vex sound check: a sound's report.
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -80,6 +81,10 @@ std::string readOtherAudio(VexSound& sound, const std::string& path) {
     std::vector<unsigned char> pcm;
     sf_count_t got;
     while ((got = sf_readf_int(file.get(), block.data(), framesAtOnce)) > 0) {
+        // Both forms count their sample data in a signed 32-bit size; reading stops before memory
+        // fills with a sound that could not be written anyway.
+        if (pcm.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max()))
+            return "longer than a WSS or WAVE file can hold (2 GiB of samples)";
         // Samples come as 32-bit values at full scale; the top bits are the sample, and 8-bit
         // samples are stored unsigned.
         for (std::size_t i = 0; i < static_cast<std::size_t>(got) * channels; ++i) {
