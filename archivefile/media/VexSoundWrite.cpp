@@ -1,4 +1,3 @@
-#include <cstring>
 #include <limits>
 
 #include "archivefile/foundation/GenericError.h"

@@ -9,7 +9,7 @@ namespace archivefile {
 namespace {
 
 // One step of the logarithmic scale: code 127 is a full 16-bit swing.
-const double byteScale = std::log(32768.0) / 127.0;
+double byteScale() { return std::log(32768.0) / 127.0; }
 
 int clampSample(int value) { return std::clamp(value, -32768, 32767); }
 
@@ -35,7 +35,7 @@ const std::array<std::uint8_t, 65536>& byteCodes() {
     static const std::array<std::uint8_t, 65536> codes = [] {
         std::array<std::uint8_t, 65536> table{};
         for (std::size_t distance = 0; distance < table.size(); ++distance) {
-            const double m = std::floor(std::log(1.0 + static_cast<double>(distance)) / byteScale + 0.5);
+            const double m = std::floor(std::log(1.0 + static_cast<double>(distance)) / byteScale() + 0.5);
             table[distance] = static_cast<std::uint8_t>(std::min(127.0, m));
         }
         return table;
@@ -92,7 +92,7 @@ const std::array<std::int16_t, 128>& WssCodec::byteSteps() {
     static const std::array<std::int16_t, 128> steps = [] {
         std::array<std::int16_t, 128> table{};
         for (std::size_t m = 0; m < table.size(); ++m)
-            table[m] = static_cast<std::int16_t>(std::floor(std::exp(static_cast<double>(m) * byteScale) - 1.0 + 0.5));
+            table[m] = static_cast<std::int16_t>(std::floor(std::exp(static_cast<double>(m) * byteScale()) - 1.0 + 0.5));
         return table;
     }();
     return steps;
