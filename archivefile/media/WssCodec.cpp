@@ -123,66 +123,59 @@ std::vector<std::uint8_t> WssCodec::compress(int compression, std::span<const st
     return data;
 }
 
+// Each channel is coded in a pass of its own, its state in local variables: a state kept in memory
+// would have to be reloaded after every byte written, since bytes may alias anything.
+
 void WssCodec::expandBytes(std::span<const std::uint8_t> data, int channels, std::span<std::int16_t> samples) {
     const auto& moves = byteMoves();
-    std::vector<std::int32_t> running(static_cast<std::size_t>(channels), 0);
-    std::size_t channel = 0;
-    for (std::size_t i = 0; i < data.size(); ++i) {
-        std::int32_t& value = running[channel];
-        value = clampSample(value + moves[data[i]]);
-        samples[i] = static_cast<std::int16_t>(value);
-        if (++channel == running.size()) channel = 0;
+    const auto stride = static_cast<std::size_t>(channels);
+    for (std::size_t first = 0; first < stride; ++first) {
+        std::int32_t value = 0;
+        for (std::size_t i = first; i < data.size(); i += stride) {
+            value = clampSample(value + moves[data[i]]);
+            samples[i] = static_cast<std::int16_t>(value);
+        }
     }
 }
 
 void WssCodec::compressBytes(std::span<const std::int16_t> samples, int channels, std::span<std::uint8_t> data) {
     const auto& codes = byteCodes();
     const auto& steps = byteSteps();
-    std::vector<std::int32_t> running(static_cast<std::size_t>(channels), 0);
-    std::size_t channel = 0;
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        std::int32_t& value = running[channel];
-        const std::int32_t error = samples[i] - value;
-        const std::uint8_t m = codes[static_cast<std::size_t>(std::abs(error))];
-        if (error < 0) {
-            data[i] = static_cast<std::uint8_t>(256 - m);
-            value = clampSample(value - steps[m]);
-        } else {
-            data[i] = m;
-            value = clampSample(value + steps[m]);
+    const auto stride = static_cast<std::size_t>(channels);
+    for (std::size_t first = 0; first < stride; ++first) {
+        std::int32_t value = 0;
+        for (std::size_t i = first; i < samples.size(); i += stride) {
+            const std::int32_t error = samples[i] - value;
+            const std::uint8_t m = codes[static_cast<std::size_t>(std::abs(error))];
+            if (error < 0) {
+                data[i] = static_cast<std::uint8_t>(256 - m);
+                value = clampSample(value - steps[m]);
+            } else {
+                data[i] = m;
+                value = clampSample(value + steps[m]);
+            }
         }
-        if (++channel == running.size()) channel = 0;
     }
 }
 
 void WssCodec::expandNibbles(std::span<const std::uint8_t> data, int channels, std::span<std::int16_t> samples) {
-    std::vector<ImaChannel> states(static_cast<std::size_t>(channels));
-    std::size_t channel = 0;
-    auto next = [&](std::uint32_t code) {
-        const std::int32_t sample = states[channel].decode(code);
-        if (++channel == states.size()) channel = 0;
-        return static_cast<std::int16_t>(sample);
-    };
-    for (std::size_t i = 0; i < data.size(); ++i) {
-        samples[2 * i] = next(data[i] & 0x0Fu);
-        samples[2 * i + 1] = next(data[i] >> 4);
+    const auto stride = static_cast<std::size_t>(channels);
+    const std::size_t count = data.size() * 2;
+    for (std::size_t first = 0; first < stride; ++first) {
+        ImaChannel state;
+        for (std::size_t i = first; i < count; i += stride)
+            samples[i] = static_cast<std::int16_t>(state.decode((data[i / 2] >> (4 * (i % 2))) & 0x0Fu));
     }
 }
 
+// `data` starts zeroed: each code is added into its half of a byte.
 void WssCodec::compressNibbles(std::span<const std::int16_t> samples, int channels, std::span<std::uint8_t> data) {
-    std::vector<ImaChannel> states(static_cast<std::size_t>(channels));
-    std::size_t channel = 0;
-    auto next = [&](std::int16_t sample) {
-        const std::uint32_t code = states[channel].encode(sample);
-        if (++channel == states.size()) channel = 0;
-        return code;
-    };
-    const std::size_t pairs = samples.size() / 2;
-    for (std::size_t i = 0; i < pairs; ++i) {
-        const std::uint32_t low = next(samples[2 * i]);
-        data[i] = static_cast<std::uint8_t>(low | next(samples[2 * i + 1]) << 4);
+    const auto stride = static_cast<std::size_t>(channels);
+    for (std::size_t first = 0; first < stride; ++first) {
+        ImaChannel state;
+        for (std::size_t i = first; i < samples.size(); i += stride)
+            data[i / 2] = static_cast<std::uint8_t>(data[i / 2] | state.encode(samples[i]) << (4 * (i % 2)));
     }
-    if (samples.size() % 2 != 0) data[pairs] = static_cast<std::uint8_t>(next(samples.back()));
 }
 
 }  // namespace archivefile
