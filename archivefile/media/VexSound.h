@@ -94,6 +94,7 @@ private:
     [[gnu::format(printf, 2, 3)]] void note(const char* format, ...);
     void releaseInput();
     void checkDataSize(std::uint64_t size, std::uint64_t headerBytes, int code);
+    void describeSixteenBit(Description& sound, int code);
     void writeFormat(const Description& sound);
     void writeWave();
     void writeWss(int compression);

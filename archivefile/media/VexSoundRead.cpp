@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <bit>
 #include <cstdarg>
 #include <cstring>
 #include <limits>
@@ -12,6 +13,9 @@
 #include "archivefile/media/VexSound.h"
 
 namespace archivefile {
+
+// The expanded samples are handed out in the host's byte order as little-endian PCM.
+static_assert(std::endian::native == std::endian::little, "a big-endian host needs byte swapping in VexSound");
 
 namespace {
 
@@ -198,6 +202,22 @@ void VexSound::checkDataSize(std::uint64_t size, std::uint64_t headerBytes, int 
                       static_cast<unsigned long long>(size));
 }
 
+// Compressed data holds 16-bit samples, whatever width the header gives; a rate that is valid for
+// narrower samples may give more bytes a second at 16 bits than the field holds.
+void VexSound::describeSixteenBit(Description& sound, int code) {
+    const std::int64_t blockAlign = std::int64_t{sound.channels} * 2;
+    const std::int64_t bytesPerSecond = std::int64_t{sound.sampleRate} * blockAlign;
+    if (bytesPerSecond < std::numeric_limits<std::int32_t>::min() ||
+        bytesPerSecond > std::numeric_limits<std::int32_t>::max())
+        stream_.Throw(code,
+                      "VexSound: at %d samples a second, 16-bit samples need more bytes a second than a sound "
+                      "file can hold\r\n",
+                      sound.sampleRate);
+    sound.bitsPerSample = 16;
+    sound.blockAlign = static_cast<std::uint16_t>(blockAlign);
+    sound.bytesPerSecond = static_cast<std::int32_t>(bytesPerSecond);
+}
+
 void VexSound::readWaveChunks() {
     Description& sound = description_;
     const std::int32_t formatLength = sound.chunkLength;
@@ -248,16 +268,13 @@ void VexSound::loadSamples() {
     if (sound.compression == Uncompressed) {
         samples_.assign(data.begin(), data.end());
     } else {
+        describeSixteenBit(sound, UnknownFormat);
         std::vector<std::int16_t> pcm(WssCodec::expandedSamples(sound.compression, data.size()));
         codec_.expand(sound.compression, data, sound.channels, pcm);
         // Only whole frames are kept: a byte-compressed stereo sound may end half-way through one.
         const std::size_t frames = pcm.size() / sound.channels;
         samples_.resize(frames * sound.channels * sizeof(std::int16_t));
         std::copy_n(reinterpret_cast<const unsigned char*>(pcm.data()), samples_.size(), samples_.begin());
-        sound.bitsPerSample = 16;
-        sound.blockAlign = static_cast<std::uint16_t>(sound.channels * 2);
-        sound.bytesPerSecond =
-            static_cast<std::int32_t>(static_cast<std::uint32_t>(sound.sampleRate) * sound.blockAlign);
     }
     samplesRead_ = true;
 }

@@ -105,14 +105,11 @@ void VexSound::writeWss(int compression) {
     std::vector<std::uint8_t> compressed;
     std::span<const unsigned char> data = samples_;
     if (compression != Uncompressed) {
+        // The header describes the samples the data expands to.
+        describeSixteenBit(written, UnknownCompression);
         const std::vector<std::int16_t> pcm = sixteenBitSamples(samples_, description_.bitsPerSample);
         compressed = codec_.compress(compression, pcm, description_.channels);
         data = compressed;
-        // The header describes the samples the data expands to.
-        written.bitsPerSample = 16;
-        written.blockAlign = static_cast<std::uint16_t>(written.channels * 2);
-        written.bytesPerSecond =
-            static_cast<std::int32_t>(static_cast<std::uint32_t>(written.sampleRate) * written.blockAlign);
         description_.outputSize = 0;
         written.outputSize = 0;
     }

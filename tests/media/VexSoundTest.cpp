@@ -238,6 +238,12 @@ TEST_F(Sound, CreateWritesEachForm) {
     EXPECT_EQ(sound.Create((folder / "x.wss").c_str(), 0), 5);
     EXPECT_FALSE(std::filesystem::exists(folder / "x.wss"));
 
+    // A rate that fits 8-bit stereo has too many bytes a second for the 16-bit samples of compressed data.
+    const std::string fast = fields(2, 1000000000, 2000000000, 2, 8);
+    EXPECT_EQ(open(wss(8, fast, 0, "ab"), 0, "fast.wss"), 11);
+    ASSERT_EQ(open(wss(0, fast, 0, "ab"), 0, "fast.wss"), 0);
+    EXPECT_EQ(sound.Create((folder / "fast8.wss").c_str(), VexSound::ByteCompressed), 10);
+
     // Samples from elsewhere come in whole frames of 1 or 2 channels.
     EXPECT_EQ(sound.setSamples(3, 8000, 16, std::vector<unsigned char>(6)), 12);
     EXPECT_EQ(sound.setSamples(2, 8000, 16, std::vector<unsigned char>(6)), 11);
