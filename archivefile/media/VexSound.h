@@ -72,8 +72,9 @@ public:
     // samples unsigned, wider ones signed); empty until a full read or setSamples.
     std::span<const unsigned char> samples() const { return samples_; }
     // Makes `pcm` the sound in memory, described as an uncompressed sound of that format, so that
-    // Create can write it: 0, 11 for a width other than 8, 16 or 24 bits or data that is not whole
-    // frames, 12 for other than 1 or 2 channels.
+    // Create can write it: 0, 11 for a width other than 8, 16 or 24 bits, a frame of more than 4 bytes
+    // (24-bit stereo, which no reader of these files accepts) or data that is not whole frames, 12 for
+    // other than 1 or 2 channels.
     int setSamples(int channels, int sampleRate, int bitsPerSample, std::vector<unsigned char> pcm);
     // Every line, warnings and errors included, goes to `callback` (standard error when null) until the
     // next Open or SetCallBack.

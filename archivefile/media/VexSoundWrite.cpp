@@ -57,7 +57,7 @@ int VexSound::setSamples(int channels, int sampleRate, int bitsPerSample, std::v
             if (bitsPerSample != 8 && bitsPerSample != 16 && bitsPerSample != 24) raise(UnknownFormat);
             const int blockAlign = channels * bitsPerSample / 8;
             const std::int64_t bytesPerSecond = static_cast<std::int64_t>(sampleRate) * blockAlign;
-            if (sampleRate <= 0 || bytesPerSecond > std::numeric_limits<std::int32_t>::max() ||
+            if (blockAlign > 4 || sampleRate <= 0 || bytesPerSecond > std::numeric_limits<std::int32_t>::max() ||
                 pcm.size() % static_cast<std::size_t>(blockAlign) != 0)
                 raise(UnknownFormat);
             checkDataSize(pcm.size(), waveHeaderBytes, UnknownFormat);

@@ -37,13 +37,15 @@ for compression in 4 8; do
     check "compression $compression expands to 16-bit WAVE" test "$(stat -c %s "$work/back$compression.wav")" -eq $((44 + 1600))
 done
 
-# Other formats: lossless ones keep every sample, 8-bit ones stay 8-bit, floating point and lossy
-# ones become 16-bit; more than two channels and other rates are refused.
-for kind in flac ogg aiff8 float six; do "$WRITE_TEST_AUDIO" "$work/tone.$kind" "$kind"; done
+# Other formats: lossless ones keep every sample, 8-bit ones stay 8-bit, floating point, lossy and
+# 24-bit stereo ones become 16-bit; more than two channels and other rates are refused.
+for kind in flac flac24 ogg aiff8 float six; do "$WRITE_TEST_AUDIO" "$work/tone.$kind" "$kind"; done
 mv "$work/tone.float" "$work/float.wav"
 "$VEX" sound convert "$work/tone.flac" -o "$work/flac.wav" 2>"$work/stderr"
 check "FLAC samples arrive unchanged" cmp -s <(tail -c +45 "$work/flac.wav") "$work/tone.flac.raw"
 check "the source is described" grep -q "tone.flac: stereo, 22050 Hz, read as 16-bit samples" "$work/stderr"
+"$VEX" -q sound convert "$work/tone.flac24" -o "$work/flac24.wss"
+check "24-bit stereo becomes 16-bit" grep -q "^BitsPerSample        16$" <("$VEX" sound check --strict "$work/flac24.wss")
 "$VEX" sound convert "$work/tone.ogg" -o "$work/ogg.wss" --compress 8 2>"$work/stderr"
 check "compressing stereo warns" grep -q "^Warning: compressed WSS files are expected to be mono" "$work/stderr"
 check "a strict check refuses compressed stereo" test "$(status_of "$VEX" sound check --strict "$work/ogg.wss")" -eq 1

@@ -1,7 +1,7 @@
 // Writes the sound files that the vex sound tests convert: a second of a 440 Hz tone at half scale,
 // 22050 samples a second, in the format named on the command line. For formats that keep every bit,
 // the 16-bit samples the file holds are written beside it as FILE.raw, to compare a conversion with.
-// Usage: write_test_audio FILE flac|ogg|aiff8|float|six
+// Usage: write_test_audio FILE flac|flac24|ogg|aiff8|float|six
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -13,7 +13,7 @@
 
 int main(int argc, char** argv) {
     if (argc != 3) {
-        std::fprintf(stderr, "usage: write_test_audio FILE flac|ogg|aiff8|float|six\n");
+        std::fprintf(stderr, "usage: write_test_audio FILE flac|flac24|ogg|aiff8|float|six\n");
         return 2;
     }
     const std::string kind = argv[2];
@@ -21,6 +21,7 @@ int main(int argc, char** argv) {
     info.samplerate = 22050;
     info.channels = 2;
     if (kind == "flac") info.format = SF_FORMAT_FLAC | SF_FORMAT_PCM_16;
+    else if (kind == "flac24") info.format = SF_FORMAT_FLAC | SF_FORMAT_PCM_24;
     else if (kind == "ogg") info.format = SF_FORMAT_OGG | SF_FORMAT_VORBIS;
     else if (kind == "aiff8") info.format = SF_FORMAT_AIFF | SF_FORMAT_PCM_S8, info.channels = 1;
     else if (kind == "float") info.format = SF_FORMAT_WAV | SF_FORMAT_FLOAT;

@@ -55,8 +55,9 @@ struct SndfileCloser {
 };
 
 // Reads any other audio file into the handler as PCM of 8, 16 or 24 bits, whichever holds the
-// source best: 8-bit sources stay 8-bit, 24- and 32-bit integer sources become 24-bit, everything
-// else (16-bit, floating point, compressed formats) 16-bit. Returns what went wrong, or nothing.
+// source best: 8-bit sources stay 8-bit, 24- and 32-bit integer sources become 24-bit when mono,
+// everything else (16-bit, floating point, compressed formats, and wide stereo, since a frame holds
+// at most 4 bytes) 16-bit. Returns what went wrong, or nothing.
 std::string readOtherAudio(VexSound& sound, const std::string& path) {
     SF_INFO info{};
     const std::unique_ptr<SNDFILE, SndfileCloser> file(sf_open(path.c_str(), SFM_READ, &info));
@@ -68,7 +69,7 @@ std::string readOtherAudio(VexSound& sound, const std::string& path) {
     case SF_FORMAT_PCM_S8:
     case SF_FORMAT_PCM_U8: bits = 8; break;
     case SF_FORMAT_PCM_24:
-    case SF_FORMAT_PCM_32: bits = 24; break;
+    case SF_FORMAT_PCM_32: bits = info.channels == 1 ? 24 : 16; break;
     default: break;
     }
     // Floating-point sources louder than full scale are clipped rather than wrapped round.
