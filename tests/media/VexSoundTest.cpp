@@ -168,7 +168,6 @@ TEST_F(Sound, FormatFaultsGiveTheirCodeAndLine) {
         {"chunk header cut short", wave(fmt + data + "LI"), 1, "BitsPerSample        16\r\n"},
         {"stereo with a spare byte", wave(chunk("fmt ", pcm(2, 8000, 16)) + chunk("data", "abcde")), 11,
          "\r\nWarning: file is corrupt. Data size is not block aligned\r\n"},
-        {"three bytes", "RIF", 1, ""},
         {"empty", "", 1, ""},
     };
     for (const Case& c : cases) {
