@@ -45,5 +45,6 @@ void addConfigDecodeCommand(CLI::App& app, Tool& tool);
 void addArchiveCommands(CLI::App& app, Tool& tool);
 void addConfigCommands(CLI::App& app, Tool& tool);
 void addPackCommand(CLI::App& app, Tool& tool);
+void addInfoCommand(CLI::App& app, Tool& tool);
 
 }  // namespace vex
