@@ -95,9 +95,16 @@ int P3dFile::openWith(OpenInput&& openInput) {
     return code;
 }
 
-int P3dFile::Open(const char* path, LogCallback cb) {
+// Both of the stream's callbacks are set, so that every line of this operation, warnings included,
+// goes to the caller of this operation and not to one from before.
+void P3dFile::useCallback(LogCallback cb) {
     callback_ = cb != nullptr ? cb : VexFileIO::KeyPollCallBack;
+    stream_.SetErrCallBack(callback_);
     stream_.SetCallBack(callback_);
+}
+
+int P3dFile::Open(const char* path, LogCallback cb) {
+    useCallback(cb);
     Close();
     return openWith([&] {
         return path != nullptr && *path != '\0' && !Platform::isFolder(paths::native(path)) &&
@@ -106,8 +113,7 @@ int P3dFile::Open(const char* path, LogCallback cb) {
 }
 
 int P3dFile::Open(const unsigned char* data, unsigned int length, LogCallback cb) {
-    callback_ = cb != nullptr ? cb : VexFileIO::KeyPollCallBack;
-    stream_.SetCallBack(callback_);
+    useCallback(cb);
     return openWith([&] {
         stream_.OpenPseudoFile(data, length);
         return data != nullptr || length == 0;

@@ -83,6 +83,7 @@ public:
 
 private:
     int Process();
+    void useCallback(LogCallback cb);
     template <class OpenInput>
     int openWith(OpenInput&& openInput);
 

@@ -120,7 +120,10 @@ const TexBody* TexFile::GetTexBody() const { return &inner_->body; }
 
 void TexFile::Close() { inner_->close(); }
 
-void TexFile::SetCallBack(LogCallback callback) { inner_->stream.SetCallBack(callback); }
+void TexFile::SetCallBack(LogCallback callback) {
+    inner_->stream.SetErrCallBack(callback);
+    inner_->stream.SetCallBack(callback);
+}
 
 const char* TexFile::ErrorString(int code) const {
     switch (code) {

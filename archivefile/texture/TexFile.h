@@ -58,7 +58,8 @@ public:
     const Body* GetTexBody() const;
     void Close();
     const char* ErrorString(int code) const;
-    // Where the lines of a refused pixel format or mipmap count go (by default standard error).
+    // Where the lines of a refused pixel format or small count go, errors included (by default
+    // standard error).
     void SetCallBack(LogCallback callback);
 
 private:

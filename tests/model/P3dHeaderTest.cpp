@@ -92,19 +92,6 @@ TEST_F(P3dHeaderKinds, UnknownSignaturesAndShortFilesAreRefused) {
     EXPECT_EQ(openBytes("ODOL\x07\x00"), GE_PrematureEof);
 }
 
-TEST_F(P3dHeaderKinds, FamiliesAndOdolOfKindsGivenAsArguments) {
-    EXPECT_EQ(model.GetP3DFamily(1), 0);
-    EXPECT_EQ(model.GetP3DFamily(2), 0);
-    EXPECT_EQ(model.GetP3DFamily(9999), -1);
-    EXPECT_EQ(model.GetP3DFamily(10000), -1);
-    EXPECT_EQ(model.GetP3DFamily(41), -1);
-    EXPECT_FALSE(model.IsOdol(0));
-    EXPECT_FALSE(model.IsOdol(9999));
-    EXPECT_TRUE(model.IsOdol(7));
-    EXPECT_FALSE(model.IsKernOdol(7));
-    EXPECT_TRUE(model.IsKernOdol(10043));
-}
-
 TEST_F(P3dHeaderKinds, TypeTextOfEditableKindsBesideZeroAndOfUnknownKinds) {
     P3dHeader header;
     // Kinds 1 and 2 are never read; written, they become editable headers.
@@ -128,6 +115,7 @@ TEST_F(P3dHeaderKinds, DemonstrationFormsHaveOneLodAndTheirResidueIsSuccess) {
     EXPECT_EQ(model.GetType(), P3dHeader::KindSp3x);
     EXPECT_EQ(model.GetLodCount(), 1u);
     EXPECT_TRUE(model.IsMlod());
+    EXPECT_EQ(model.GetP3DFamily(P3dHeader::OwnKind), -1);
     EXPECT_EQ(model.GetResolution(0), 0.0f);
 
     ASSERT_EQ(openBytes("sp3d"), 0);

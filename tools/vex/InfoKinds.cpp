@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <string_view>
 
 #include "archivefile/archive/ArchiveFile.h"
