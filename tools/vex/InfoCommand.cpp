@@ -104,8 +104,10 @@ private:
         ++files_;
         InfoInput input;
         std::string error;
-        if (!Platform::isFile(archivefile::paths::native(path))) {
-            failed(path, archivefile::GE_InvalidFile, "not a regular file");
+        // Devices and pipes are not opened: reading one could wait for ever.
+        const std::string native = archivefile::paths::native(path);
+        if (!Platform::isFile(native)) {
+            failed(path, archivefile::GE_InvalidFile, Platform::fileSize(native) ? "not a regular file" : "no such file");
             return true;
         }
         if (!input.open(path, error)) {
