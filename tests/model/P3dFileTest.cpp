@@ -16,7 +16,6 @@ using archivefile::testing::TempFolder;
 
 namespace {
 
-std::uint32_t bitsOf(float value) { return std::bit_cast<std::uint32_t>(value); }
 float floatOf(std::uint32_t bits) { return std::bit_cast<float>(bits); }
 
 // A model of three LODs: a visual LOD naming a texture and a material, its geometry with a mass
@@ -59,9 +58,7 @@ TEST_F(LodNames, EverySpecialResolutionIsNamedByItsExactBits) {
         EXPECT_STREQ(P3dFile::lodName(floatOf(bits + 1)), "") << std::hex << bits;
         EXPECT_STREQ(P3dFile::lodName(floatOf(bits - 1)), "") << std::hex << bits;
     }
-    EXPECT_EQ(bitsOf(1000.0f), 0x447A0000u);
-    EXPECT_EQ(bitsOf(1e13f), 0x551184E7u);
-    EXPECT_EQ(bitsOf(-8208384.0f), 0xCAFA8000u);
+    EXPECT_STREQ(P3dFile::lodName(1e13f), "Geometry");
     EXPECT_STREQ(P3dFile::lodName(0.0f), "");
     EXPECT_STREQ(P3dFile::lodName(-0.0f), "");
 }
@@ -214,7 +211,9 @@ TEST_F(ModelFiles, NothingToWriteLeavesNoFile) {
     const std::string path = folder / "empty.p3d";
     EXPECT_EQ(model.CreateP3d(0, path.c_str()), P3dFile::Undecodable);
     EXPECT_FALSE(std::filesystem::exists(path));
+    ASSERT_EQ(openBytes(odol(7, 1, "body")), 0);
     EXPECT_EQ(model.CreateP3d(0, (folder / "no/such/folder/x.p3d").c_str()), GE_InvalidFile);
+    EXPECT_NE(lines.find("no/such/folder/x.p3d"), std::string::npos) << "the reason reaches the caller";
 }
 
 TEST_F(ModelFiles, EveryCodeHasItsText) {
