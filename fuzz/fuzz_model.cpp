@@ -49,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (unsigned lod = 0; lod < model.GetLodCount() && lod <= size / 4; ++lod) model.LodTypeStr(static_cast<int>(lod));
     model.GetP3dFilenames();
 
-    if (model.GetType() == 0 && !model.GetMLodPtr()->isDemonstration()) {
+    if (model.GetType() == archivefile::P3dHeader::KindMlod) {
         fs::create_directories(workspace.base);
         const fs::path written = workspace.base / "written.p3d";
         if (model.CreateP3d(0, written.c_str()) != 0) __builtin_trap();

@@ -1,10 +1,8 @@
 #include "archivefile/model/MlodModel.h"
 
 #include <cstring>
-#include <limits>
 
 #include "archivefile/foundation/GenericError.h"
-#include "archivefile/foundation/PathRules.h"
 #include "archivefile/foundation/VexFileIO.h"
 #include "archivefile/model/P3dFile.h"
 
@@ -39,11 +37,6 @@ std::string_view takeText(VexFileIO& stream) {
     return {text, static_cast<std::size_t>(stream.Ftell() - start - 1)};
 }
 
-bool isDemonstrationSignature(std::span<const unsigned char> bytes) {
-    const std::string_view signature(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    return paths::equalIgnoringCase(signature, "SP3X") || paths::equalIgnoringCase(signature, "SP3D");
-}
-
 // Names are written from the image they were read from, where their terminating zero follows them.
 void writeText(VexFileIO& stream, std::string_view text) { stream.WriteBlock(text.data(), text.size() + 1); }
 
@@ -59,15 +52,17 @@ int MlodModel::Read(VexFileIO& stream, std::int32_t lodCount) {
     lods_.clear();
     demonstrationSignature_ = {};
     demonstrationBody_ = {};
-    if (stream.BytesRemaining() >= 4 && isDemonstrationSignature({stream.GetAddress(), 4})) {
-        demonstrationSignature_ = takeBytes(stream, 4);
-        demonstrationBody_ = takeBytes(stream, stream.BytesRemaining());
-        return demonstrationBody_.empty() ? GE_NoError : GE_ResidualBytes;
-    }
     const std::size_t count = checkedCount(stream, lodCount, SmallestLod);
     lods_.reserve(count);
     for (std::size_t i = 0; i < count; ++i) readLod(stream);
     return stream.BytesRemaining() == 0 ? GE_NoError : GE_ResidualBytes;
+}
+
+int MlodModel::readDemonstration(VexFileIO& stream) {
+    lods_.clear();
+    demonstrationSignature_ = takeBytes(stream, 4);
+    demonstrationBody_ = takeBytes(stream, stream.BytesRemaining());
+    return demonstrationBody_.empty() ? GE_NoError : GE_ResidualBytes;
 }
 
 void MlodModel::readLod(VexFileIO& stream) {

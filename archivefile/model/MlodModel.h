@@ -43,10 +43,13 @@ public:
         std::size_t normalCount() const { return normals.size() / NormalSize; }
     };
 
-    // Reads `lodCount` LODs at the stream's position, or a demonstration form's block when its
-    // signature stands there. 0, or 7 when bytes are left that were not interpreted; a damaged body
-    // raises its code. What is read points into the stream's image and lives while it is open.
+    // Reads `lodCount` LODs at the stream's position. 0, or 7 when bytes follow the last LOD; a
+    // damaged body raises its code. What is read points into the stream's image and lives while it
+    // is open.
     int Read(VexFileIO& stream, std::int32_t lodCount);
+    // Takes a demonstration form whole, its signature included, from the stream's position. 0, or 7
+    // when anything follows the signature (which is what such a form holds).
+    int readDemonstration(VexFileIO& stream);
     // Writes the body exactly as it was read.
     void Write(VexFileIO& stream) const;
 

@@ -144,15 +144,14 @@ int P3dFile::Process() {
     binarised_.reset();
     if (!ReadHeader(&stream_)) return BadHeader;
     GenString type;
-    GetTypeStr(&type);
-    if (type.GetLen() > 0) stream_.PrintToStdErr(type);
+    stream_.PrintToStdErr(GetTypeStr(&type));
 
     if (kind_ == KindSp3x || kind_ == KindSp3d) {
         lodCount_ = 1;
         editable_ = std::make_unique<MlodModel>();
         // The demonstration bodies are kept whole without being interpreted; that they leave bytes
         // over is expected.
-        const int result = editable_->Read(stream_, lodCount_);
+        const int result = editable_->readDemonstration(stream_);
         return result == GE_ResidualBytes ? GE_NoError : result;
     }
     if (kind_ == KindMlod) {

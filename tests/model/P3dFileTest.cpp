@@ -138,7 +138,7 @@ TEST_F(EditableModel, DamagedBodiesEndInTheirCodes) {
     EXPECT_EQ(openBytes(patched(8, number(2))), GE_ResidualBytes) << "one LOD less than there is";
     EXPECT_EQ(openBytes(patched(24, number(-1))), GE_PrematureEof) << "a negative point count";
     EXPECT_EQ(openBytes(patched(32, number(1 << 24))), GE_PrematureEof) << "a face count beyond the file";
-    EXPECT_EQ(openBytes(patched(12, "P3DX")), P3dFile::WrongHeaderType);
+    EXPECT_EQ(openBytes(patched(12, "SP3X")), P3dFile::WrongHeaderType) << "a demonstration form is no LOD";
     EXPECT_EQ(openBytes(patched(16, number(32))), P3dFile::WrongHeaderType);
     EXPECT_EQ(openBytes(patched(20, number(257))), P3dFile::WrongHeaderType);
     const std::size_t faces = 40 + 8 * 16 + 6 * 12;
