@@ -40,6 +40,10 @@ expect mixed/renamed.dat "mixed/renamed.dat: archive" "  8 entries"
 expect mixed/config.bin "mixed/config.bin: binarised config" "  style: class bodies by offset"
 expect mixed/lamp.txt "mixed/lamp.txt: model" "  MLOD nLods=4" "  LOD 0: 1.0" "  LOD 2: 1e+13 Geometry" "  LOD 3: 1e+15 Memory"
 expect mixed/tank.p3d "mixed/tank.p3d: model" "K3Prefix: a3\\demo" "  ODOL58 (Kern3) nLods=2" "  LOD 0: 1e+13 Geometry" "  LOD 1: 1.0"
+# A binarised body that ends after its first resolution of three: the LODs that are not there are not shown.
+printf "ODOL$(u32 40)$(u32 3)\x00\x00\x80\x3f" >cut.p3d
+expect cut.p3d "  Warning: V7 truncated file by 24 bytes" "  LOD 0: 1.0" "  the header names 3 LODs, more than the file can hold"
+describe cut.p3d | grep -q "LOD 1" && fail "cut.p3d shows a LOD that is not there"
 expect mixed/index.bin "mixed/index.bin: texture index" "  3 textures" \
   "  x\\demo\\addons\\lamps\\data\\lamp_co.paa: 9 mipmaps, pixel format 1"
 expect mixed/old.fxy "mixed/old.fxy: font" "  old layout (no signature): 224 records of 12 bytes"

@@ -237,9 +237,13 @@ void describeModel(Tool& tool, InfoInput& input, Description& description) {
     fields["editable"] = model.IsMlod() != 0;
     fields["prefix"] = model.GetType() == P3dFile::KindOdol58 ? ordered_json(P3dFile::k3Prefix()) : ordered_json();
 
-    // Every LOD takes four bytes at least, so a count beyond that is a damaged header, of which only
-    // the LODs that can be there are shown.
-    const std::uint64_t shown = std::min<std::uint64_t>(model.GetLodCount(), bytes.size() / 4);
+    // Only the LODs that the file holds are shown. Every LOD takes four bytes at least, so a count
+    // beyond that is a damaged header; and a binarised body that ran short holds fewer resolutions
+    // than its header names, the rest of which would only be shown as zeros.
+    std::uint64_t held = bytes.size() / 4;
+    if (const archivefile::OdolModel* binarised = model.GetOdolPtr(); binarised && model.IsKernOdol(P3dFile::OwnKind))
+        held = binarised->resolutions().size();
+    const std::uint64_t shown = std::min<std::uint64_t>(model.GetLodCount(), held);
     const archivefile::MlodModel* editable = model.GetMLodPtr();
     for (std::uint64_t i = 0; i < shown; ++i) {
         const int lod = static_cast<int>(i);
