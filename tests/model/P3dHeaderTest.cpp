@@ -150,7 +150,4 @@ TEST_F(P3dHeaderKinds, OpenHeaderOnlyReadsKindAndCount) {
     EXPECT_EQ(model.GetLodCount(), 9u);
     EXPECT_EQ(model.OpenHeaderOnly(folder.write("bad.p3d", odol(46, 9)).c_str()), P3dFile::BadHeader);
     EXPECT_EQ(model.OpenHeaderOnly((folder / "absent.p3d").c_str()), GE_InvalidFile);
-    // A name without extension is looked for with "p3d".
-    folder.write("noext.p3d", odol(7, 1));
-    EXPECT_EQ(model.OpenHeaderOnly((folder / "noext").c_str()), 0);
 }
