@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Benchmarks: the Google Benchmark programs, and timed runs of vex on generated data.
 # Usage: scripts/bench.sh [NAME...]   with no name every benchmark runs; names: float blockcoder unpack
-#        unpack_memory pack config config_memory compile compile_memory sound
+#        unpack_memory pack config config_memory compile compile_memory sound model info
 # Generated data goes under ${BENCH_DATA:-/tmp/archivefile-bench}, never into the repository.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -137,7 +137,26 @@ bench_compile_memory() {
 # checking 1,000 WAVE files of 1 MiB (the goal is at least 500 MB/s).
 bench_sound() { BENCH_DATA=$data google_bench bench_sound; }
 
-all=(float blockcoder unpack unpack_memory pack config config_memory compile compile_memory sound)
+# Reading a generated editable model of 50 MB (four grid LODs), from memory and from a file, in bytes
+# per second; the goal is at least 300 MB/s.
+bench_model() { MODEL_BENCH_MB=50 google_bench bench_model; }
+
+# vex info -r over a folder of 10,000 small files of every kind it tells apart, in files per second
+# (fastest of three runs, output to /dev/null); the goal is at least 5,000 files per second.
+bench_info() {
+  local dir=$data/info
+  if [ ! -d "$dir" ]; then
+    "$build/bench/generate_info_folder" "$dir" 10000 >/dev/null
+  fi
+  cat $(find "$dir" -type f) >/dev/null
+  echo "== info: 10,000 mixed files ($build/tools/vex/vex info -r $dir >/dev/null)"
+  local seconds
+  seconds=$(best_of_three "$data/info-unused" "$build/tools/vex/vex" info -r "$dir")
+  rmdir "$data/info-unused"
+  awk -v s="$seconds" 'BEGIN { printf "vex info -r %.3f s, %.0f files/s (goal >= 5000)\n", s, 10000 / s }'
+}
+
+all=(float blockcoder unpack unpack_memory pack config config_memory compile compile_memory sound model info)
 selected=("${@:-${all[@]}}")
 for name in "${selected[@]}"; do
   if ! declare -F "bench_$name" >/dev/null; then

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# The main job on the sample mod in samples/: check its config, pack it into an archive, list the
-# archive, unpack it with its config turned back into text, and compile and decode the config.
+# The main job on the sample mod in samples/: check its config, pack it into an archive (checking its
+# model), list the archive, unpack it with its config turned back into text, compile and decode the
+# config, and describe every file of the mod and the archive.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -19,7 +20,11 @@ if has config; then
   step config check samples/mod/config.cpp -I samples
 fi
 if has pack; then
-  step pack samples/mod -o "$out/mod.pbo"
+  if "$vex" pack --help | grep -q -- --check-models; then
+    step pack samples/mod -o "$out/mod.pbo" --check-models
+  else
+    step pack samples/mod -o "$out/mod.pbo"
+  fi
 fi
 if has list && [ -f "$out/mod.pbo" ]; then
   step list "$out/mod.pbo"
@@ -35,6 +40,10 @@ fi
 if has sound; then
   step sound convert samples/mod/data/click.wav -o "$out/click.wss" --compress 8
   step sound check "$out/click.wss"
+fi
+if has info; then
+  step info -r samples/mod
+  [ -f "$out/mod.pbo" ] && step info "$out/mod.pbo"
 fi
 echo
 echo "demo: done"

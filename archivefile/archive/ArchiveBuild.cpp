@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <limits>
 #include <string_view>
+#include <unordered_set>
 
 #include "archivefile/archive/ArchiveFile.h"
 #include "archivefile/config/Rapify.h"
@@ -17,6 +18,7 @@
 #include "archivefile/foundation/Platform.h"
 #include "archivefile/foundation/TextFormat.h"
 #include "archivefile/foundation/VexDLL.h"
+#include "archivefile/model/P3dFile.h"
 
 namespace archivefile {
 
@@ -84,6 +86,22 @@ double reduction(std::uint64_t before, std::uint64_t after) {
     return 100.0 - static_cast<double>(after) / static_cast<double>(before) * 100.0;
 }
 
+// A name that a model gives is found when it is a file of the archive being built (`archived`, in
+// lower case), named either with the archive's prefix or from the folder's root, or a file under the
+// include root. Procedural textures ("#(...)") are no files at all.
+bool modelReferenceFound(const std::string& name, const std::string& prefix,
+                         const std::unordered_set<std::string>& archived, const std::string& includeRoot) {
+    if (name.front() == '#') return true;
+    std::string path = paths::withSeparator(name, '\\');
+    while (!path.empty() && path.front() == '\\') path.erase(path.begin());
+    const std::string lower = lowerCase(path);
+    const std::string lowerPrefix = lowerCase(prefix) + "\\";
+    if (archived.contains(lower)) return true;
+    if (!prefix.empty() && lower.starts_with(lowerPrefix) && archived.contains(lower.substr(lowerPrefix.size())))
+        return true;
+    return !includeRoot.empty() && Platform::isFile(paths::native(includeRoot + "/" + path));
+}
+
 }  // namespace
 
 // ---- The whole build -----------------------------------------------------------------------------
@@ -114,6 +132,7 @@ int ArchiveFile::MakePboNew(const char* folder, int flags, const char* outputNam
             if (buildEntries_.empty()) return AE_Empty;
             const std::string prefixText = _CalcPrefix(source, prefix);
             if (style == StyleKern && prefixText.empty()) _RecurseScanForSpecialFiles(buildEntries_, style);
+            if (flags & CheckModels) _CheckP3d(prefixText);
             if (!CreatePbo(output.c_str(), style, prefixText.c_str(), callback)) return AE_CannotWrite;
 
             headerStart_ = static_cast<std::uint64_t>(writer_.Ftell(true));
@@ -284,6 +303,52 @@ std::string ArchiveFile::_CalcPrefix(const std::string& folder, const char* pref
         }
     }
     return folderPrefix;
+}
+
+// ---- Models --------------------------------------------------------------------------------------
+
+// Every model of the folder is opened; the textures and materials that the faces of an editable one
+// name must be in the archive being built or under the include root, or the build stops with the list
+// of what is missing. Binarised bodies are not interpreted, so they name nothing here.
+void ArchiveFile::_CheckP3d(const std::string& prefix) {
+    std::vector<const BuildEntry*> models;
+    for (const BuildEntry& entry : buildEntries_)
+        if (paths::fileKind(entry.name) == FK_Model) models.push_back(&entry);
+    if (models.empty()) return;
+    P3dFile* reader = parent_ ? parent_->p3dFile() : nullptr;
+    if (reader == nullptr) raise(AE_CodeBug);
+
+    std::unordered_set<std::string> archived;
+    for (const BuildEntry& entry : buildEntries_) archived.insert(lowerCase(entry.name));
+
+    report("scanning p3d\r\n");
+    std::vector<std::string> missing;
+    std::unordered_set<std::string> listed;
+    for (const BuildEntry* model : models) {
+        // The model's own type line completes this one.
+        report("%s: ", model->name.c_str());
+        const int code = reader->Open(model->source.c_str(), callback_);
+        if (code != 0) {
+            report("%s\r\n", reader->ErrorString(static_cast<unsigned char>(code)));
+            raise(AE_ModelOrWorldFormat);
+        }
+        const std::vector<std::string> names = reader->GetP3dFilenames();
+        reader->Close();
+        // Images are what an editable model names while it is being made; they are not what the
+        // binarised form will name.
+        const bool namesImages = std::any_of(names.begin(), names.end(), [](const std::string& name) {
+            return paths::fileKind(name) == FK_Image;
+        });
+        if (namesImages) report("unbinarised p3d has tga-only reference detected\r\n");
+        for (const std::string& name : names) {
+            if (modelReferenceFound(name, prefix, archived, includeRoot_) || !listed.insert(lowerCase(name)).second) continue;
+            missing.push_back(name);
+        }
+    }
+    if (missing.empty()) return;
+    for (const std::string& name : missing) report("missing %s\r\n", name.c_str());
+    report("</end missing files>\r\n");
+    raise(AE_MissingFiles);
 }
 
 // ---- Writing -------------------------------------------------------------------------------------

@@ -64,6 +64,7 @@ public:
     static constexpr int Brief = 0x08;          // no header report; names only when listing
     static constexpr int Strict = 0x20;         // missing or wrong checksums and empty selections stay errors
     static constexpr int AlwaysRemoveFolder = 0x1000000;
+    static constexpr int OpenAsNamed = 0x2000000;  // open the path as it stands, whatever its extension
     // Flag of GetFileData: decode binarised configs and byte-order marks.
     static constexpr int DecodeData = 0x01;
 
@@ -96,6 +97,7 @@ public:
     static constexpr int CompressEntries = 0x20;       // compress entries that shrink
     static constexpr int NoCompression = 0x100000;     // overrides CompressEntries
     static constexpr int KeepConfigText = 0x200000;    // store config.cpp as text instead of binarising it
+    static constexpr int CheckModels = 0x400000;       // open every model and list what it names that is missing
 
     explicit ArchiveFile(VexDLL* parent);
     ~ArchiveFile();
@@ -162,7 +164,7 @@ public:
     const char* ErrorString(int code) const;
 
     // Builds an archive from every file below `folder` (flags: a style, CompressEntries,
-    // NoCompression, KeepConfigText). Without an output name the archive goes beside the folder,
+    // NoCompression, KeepConfigText, CheckModels). Without an output name the archive goes beside the folder,
     // named after it. `neverCompress` lists extensions that stay stored ("ogg,paa"), `prefix`
     // overrides the folder's prefix file, and `exclude` lists file names or "*.ext" items to leave
     // out. Entries are written in the order of their paths, case ignored, so that the same folder
@@ -260,6 +262,7 @@ private:
                                                  const char* exclude, int flags);
     void _RecurseScanForSpecialFiles(const std::vector<BuildEntry>& entries, int style);
     std::string _CalcPrefix(const std::string& folder, const char* prefix);
+    void _CheckP3d(const std::string& prefix);
     void _WriteFirstHeaderBegin();
     void _header_write_token(const char* name, const char* value);
     void _header_write_prefix();

@@ -56,7 +56,7 @@ int ArchiveFile::OpenPbo(const char* path, LogCallback callback, int flags) {
     }
     const std::string name = path ? path : "";
     const int code = CommonException(guarded(stream_, [&]() -> int {
-        const bool opened = HasPboExt(name.c_str()) != 0
+        const bool opened = (flags & OpenAsNamed) != 0 || HasPboExt(name.c_str()) != 0
                                 ? openAsNamed(stream_, name)
                                 : openAsNamed(stream_, name + ".pbo") || openAsNamed(stream_, name + ".ifa");
         if (!opened) return AE_NoFile;

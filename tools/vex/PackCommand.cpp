@@ -25,6 +25,7 @@ struct PackOptions {
     std::string exclude;
     bool compress = false;
     bool binarize = true;
+    bool checkModels = false;
     std::optional<std::int64_t> mtime;
 };
 
@@ -42,6 +43,7 @@ int pack(Tool& tool, const PackOptions& options) {
     int flags = styles().at(options.style);
     if (options.compress) flags |= ArchiveFile::CompressEntries;
     if (!options.binarize) flags |= ArchiveFile::KeepConfigText;
+    if (options.checkModels) flags |= ArchiveFile::CheckModels;
     archive.setBuildTime(options.mtime);
     archive.setIncludeRoot(options.includeRoot.c_str());
     archive.setCompileCallback(tool.detailCallback());
@@ -71,6 +73,9 @@ void addPackCommand(CLI::App& app, Tool& tool) {
     command->add_option("-I,--include-root", options->includeRoot,
                         "Where config includes named from a root (\\x\\tag\\file.hpp) are found");
     command->add_option("--exclude", options->exclude, "File names or *.ext items to leave out, separated by commas");
+    command->add_flag("--check-models", options->checkModels,
+                      "Open every model first; list the textures and materials its faces name that are neither in "
+                      "the folder nor under -I, and stop if there are any");
     command->add_option("--mtime", options->mtime, "Write this time (seconds since 1970) for every entry");
     command->callback([options, &tool] { tool.status = pack(tool, *options); });
 }

@@ -50,5 +50,6 @@ void addSoundCommands(CLI::App& app, Tool& tool);
 // Prints the report of the sound at `path` (its header and checks, as the library words them) on
 // standard output; `strict` refuses doubtful files. Returns the exit status.
 int printSoundReport(Tool& tool, const std::string& path, bool strict);
+void addInfoCommand(CLI::App& app, Tool& tool);
 
 }  // namespace vex

@@ -24,6 +24,7 @@ int main(int argc, char** argv) {
     vex::addPackCommand(app, tool);
     vex::addConfigCommands(app, tool);
     vex::addSoundCommands(app, tool);
+    vex::addInfoCommand(app, tool);
 
     try {
         app.parse(argc, argv);

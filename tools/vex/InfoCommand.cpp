@@ -1,0 +1,197 @@
+// vex info: what each file is, found from its content, and what its handler reports about it.
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include "archivefile/foundation/GenericError.h"
+#include "archivefile/foundation/PathRules.h"
+#include "archivefile/foundation/Platform.h"
+#include "archivefile/model/P3dHeader.h"
+#include "tools/vex/InfoKinds.h"
+#include "tools/vex/Tool.h"
+
+namespace vex {
+
+namespace {
+
+using nlohmann::ordered_json;
+using archivefile::Platform;
+
+struct InfoOptions {
+    std::vector<std::string> files;
+    bool json = false;
+    bool recursive = false;
+};
+
+// The kind of a file that no entry of the table recognises, and how the text output words it.
+constexpr const char* UnknownKind = "unknown";
+const char* textOf(const std::string& kind) { return kind == UnknownKind ? "not a file this tool reads" : kind.c_str(); }
+constexpr const char* NotDescribed = "description not available in this build";
+
+struct FailedFile {
+    std::string path;
+    int code;
+    std::string message;
+};
+
+class Survey {
+public:
+    Survey(Tool& tool, const InfoOptions& options) : tool_(tool), options_(options) {}
+
+    // Describes every file named (and, with -r, every file below the folders named). False once the
+    // user has cancelled.
+    bool run() {
+        for (const std::string& name : options_.files) {
+            const std::string path = archivefile::paths::native(name);
+            if (!Platform::isFolder(path)) {
+                if (!describe(name)) return false;
+                continue;
+            }
+            if (!options_.recursive) {
+                failed(name, archivefile::GE_InvalidFile, "is a folder; -r describes the files below it");
+                continue;
+            }
+            std::vector<Platform::FolderItem> items;
+            std::string unreadable;
+            if (!Platform::walkFolder(path, items, unreadable)) failed(unreadable, archivefile::GE_InvalidFile, "cannot read");
+            std::sort(items.begin(), items.end(),
+                      [](const auto& a, const auto& b) { return a.relativePath < b.relativePath; });
+            const std::string folder = name.back() == '/' ? name : name + "/";
+            for (const Platform::FolderItem& item : items)
+                if (!describe(folder + item.relativePath)) return false;
+        }
+        return true;
+    }
+
+    void printSummary() const {
+        if (options_.json) {
+            ordered_json kinds = ordered_json::object();
+            for (const auto& [kind, count] : countsInTableOrder()) kinds[kind] = count;
+            ordered_json failures = ordered_json::array();
+            for (const FailedFile& failure : failures_)
+                failures.push_back({{"path", failure.path}, {"code", failure.code}, {"message", failure.message}});
+            print({{"summary", {{"files", files_}, {"kinds", std::move(kinds)}, {"failed", std::move(failures)}}}});
+            return;
+        }
+        std::printf("%zu files\n", files_);
+        for (const auto& [kind, count] : countsInTableOrder()) std::printf("  %s: %zu\n", textOf(kind), count);
+        std::printf("%zu failed\n", failures_.size());
+        for (const FailedFile& failure : failures_)
+            std::printf("  %s: %s (code %d)\n", failure.path.c_str(), failure.message.c_str(), failure.code);
+    }
+
+    bool anyFailed() const { return !failures_.empty(); }
+
+private:
+    // The kinds met, in the order of the table, the unknown last.
+    std::vector<std::pair<std::string, std::size_t>> countsInTableOrder() const {
+        std::vector<std::pair<std::string, std::size_t>> ordered;
+        const auto add = [&](const std::string& kind) {
+            if (const auto found = counts_.find(kind); found != counts_.end()) ordered.emplace_back(kind, found->second);
+        };
+        for (const InfoKind& kind : infoKinds()) add(kind.name);
+        add(UnknownKind);
+        return ordered;
+    }
+
+    bool describe(const std::string& path) {
+        ++files_;
+        InfoInput input;
+        std::string error;
+        // Devices and pipes are not opened: reading one could wait for ever.
+        const std::string native = archivefile::paths::native(path);
+        if (!Platform::isFile(native)) {
+            failed(path, archivefile::GE_InvalidFile, Platform::fileSize(native) ? "not a regular file" : "no such file");
+            return true;
+        }
+        if (!input.open(path, error)) {
+            failed(path, archivefile::GE_InvalidFile, error);
+            return true;
+        }
+        const std::span<const InfoKind> kinds = infoKinds();
+        const auto kind = std::find_if(kinds.begin(), kinds.end(), [&](const InfoKind& each) { return each.recognise(input); });
+        const std::string kindName = kind != kinds.end() ? kind->name : UnknownKind;
+        ++counts_[kindName];
+
+        // Handlers may print to standard output themselves; the title goes first so that their lines
+        // follow it.
+        if (!options_.json) std::printf("%s: %s\n", path.c_str(), textOf(kindName));
+        Description description;
+        if (kind != kinds.end() && kind->describe != nullptr) kind->describe(tool_, input, description);
+        else if (kind != kinds.end()) description.lines.push_back(NotDescribed);
+        if (description.code == archivefile::GE_UserCancelled) {
+            tool_.report(description.code, description.message);
+            return false;
+        }
+
+        if (options_.json) {
+            ordered_json error = description.code == 0
+                                     ? ordered_json()
+                                     : ordered_json{{"code", description.code}, {"message", description.message}};
+            print({{"path", path},
+                   {"kind", kindName},
+                   {"described", kind != kinds.end() && kind->describe != nullptr},
+                   {"fields", std::move(description.fields)},
+                   {"entries", std::move(description.entries)},
+                   {"report", description.lines},
+                   {"error", std::move(error)}});
+        } else {
+            for (const std::string& line : description.lines) std::printf("  %s\n", line.c_str());
+        }
+        if (description.code != 0) failed(path, description.code, description.message);
+        return true;
+    }
+
+    void failed(const std::string& path, int code, const std::string& message) {
+        failures_.push_back({path, code, message});
+        // Standard output may be a file or a pipe; the error is seen at once on standard error.
+        std::fflush(stdout);
+        tool_.report(code, path + ": " + message);
+    }
+
+    // File texts are 8-bit and not always UTF-8: bytes that are not become replacement characters.
+    static void print(const ordered_json& object) {
+        std::printf("%s\n", object.dump(-1, ' ', false, ordered_json::error_handler_t::replace).c_str());
+    }
+
+    Tool& tool_;
+    const InfoOptions& options_;
+    std::size_t files_ = 0;
+    std::map<std::string, std::size_t> counts_;
+    std::vector<FailedFile> failures_;
+};
+
+int info(Tool& tool, const InfoOptions& options) {
+    // The prefix line that kind-58 models print would break the JSON; the prefix is a field there.
+    if (options.json) archivefile::P3dHeader::setK3PrefixOutput(nullptr);
+    Survey survey(tool, options);
+    const bool finished = survey.run();
+    if (!finished) return Failure;
+    if (options.recursive) survey.printSummary();
+    if (std::fflush(stdout) != 0) return tool.fail("cannot write to standard output");
+    return survey.anyFailed() ? Failure : Success;
+}
+
+}  // namespace
+
+void addInfoCommand(CLI::App& app, Tool& tool) {
+    auto options = std::make_shared<InfoOptions>();
+    CLI::App* command = app.add_subcommand(
+        "info", "Tell what each file is, from its content, and describe it: archives, binarised configs, models, "
+                "texture indexes and fonts (textures and sounds are recognised)");
+    command->add_option("FILE", options->files, "Files, or folders with -r")->required();
+    command->add_flag("--json", options->json,
+                      "One JSON object per file with the keys path, kind, described, fields, entries, report and "
+                      "error (and a last object with the key summary, with -r)");
+    command->add_flag("-r,--recursive", options->recursive,
+                      "Describe every file below the folders named, then count them by kind and list the failures");
+    command->callback([options, &tool] { tool.status = info(tool, *options); });
+}
+
+}  // namespace vex
