@@ -88,7 +88,7 @@ double reduction(std::uint64_t before, std::uint64_t after) {
 
 // A name that a model gives is found when it is a file of the archive being built (`archived`, in
 // lower case), named either with the archive's prefix or from the folder's root, or a file under the
-// include root. Procedural textures ("#(...)") are no files at all.
+// include root, whatever the case of its letters there. Procedural textures ("#(...)") are no files.
 bool modelReferenceFound(const std::string& name, const std::string& prefix,
                          const std::unordered_set<std::string>& archived, const std::string& includeRoot) {
     if (name.front() == '#') return true;
@@ -99,7 +99,7 @@ bool modelReferenceFound(const std::string& name, const std::string& prefix,
     if (archived.contains(lower)) return true;
     if (!prefix.empty() && lower.starts_with(lowerPrefix) && archived.contains(lower.substr(lowerPrefix.size())))
         return true;
-    return !includeRoot.empty() && Platform::isFile(paths::native(includeRoot + "/" + path));
+    return !includeRoot.empty() && !Platform::findFileIgnoringCase(paths::native(includeRoot + "/" + path)).empty();
 }
 
 }  // namespace
