@@ -78,6 +78,30 @@ std::string normalisedPrefix(std::string_view prefix) {
     return text;
 }
 
+// The folder's prefix file; empty when it has none.
+std::string prefixFileIn(const std::string& folder) {
+    for (const char* name : {"$PBOPREFIX$", "PboPrefix.txt"}) {
+        const std::string path = folder + "/" + name;
+        if (Platform::isFile(path)) return path;
+    }
+    return {};
+}
+
+// The prefix that a prefix file's text gives: its first line, with or without "prefix=" before it.
+std::string prefixInText(const std::string& text) {
+    std::string first = firstLine(text);
+    if (paths::equalIgnoringCase(std::string_view(first).substr(0, 7), "prefix=")) first = firstLine(first.substr(7));
+    return normalisedPrefix(first);
+}
+
+// The prefix that the build will use, found without a word: models are checked before the prefix
+// is reported.
+std::string buildPrefix(const std::string& folder, const char* prefix) {
+    if (prefix != nullptr && *prefix != '\0') return normalisedPrefix(prefix);
+    const std::string prefixFile = prefixFileIn(folder);
+    return prefixFile.empty() ? std::string() : prefixInText(FileStringA().fs_ReadTextFile(prefixFile.c_str()));
+}
+
 std::uint32_t entryTime(std::int64_t seconds) {
     return static_cast<std::uint32_t>(std::clamp<std::int64_t>(seconds, 0, std::numeric_limits<std::uint32_t>::max()));
 }
@@ -130,9 +154,9 @@ int ArchiveFile::MakePboNew(const char* folder, int flags, const char* outputNam
             report("Building entries..\r\n");
             buildEntries_ = _RecurseBuildEntries(source, output, exclude, flags);
             if (buildEntries_.empty()) return AE_Empty;
+            if (flags & CheckModels) _CheckP3d(buildPrefix(source, prefix));
             const std::string prefixText = _CalcPrefix(source, prefix);
             if (style == StyleKern && prefixText.empty()) _RecurseScanForSpecialFiles(buildEntries_, style);
-            if (flags & CheckModels) _CheckP3d(prefixText);
             if (!CreatePbo(output.c_str(), style, prefixText.c_str(), callback)) return AE_CannotWrite;
 
             headerStart_ = static_cast<std::uint64_t>(writer_.Ftell(true));
@@ -266,14 +290,7 @@ void ArchiveFile::_RecurseScanForSpecialFiles(const std::vector<BuildEntry>& ent
 
 std::string ArchiveFile::_CalcPrefix(const std::string& folder, const char* prefix) {
     properties_.clear();
-    std::string prefixFile;
-    for (const char* name : {"$PBOPREFIX$", "PboPrefix.txt"}) {
-        const std::string path = folder + "/" + name;
-        if (Platform::isFile(path)) {
-            prefixFile = path;
-            break;
-        }
-    }
+    const std::string prefixFile = prefixFileIn(folder);
     if (prefix != nullptr && *prefix != '\0') {
         if (!prefixFile.empty()) report("Ignoring folder's prefix file\r\n");
         return normalisedPrefix(prefix);
@@ -281,9 +298,7 @@ std::string ArchiveFile::_CalcPrefix(const std::string& folder, const char* pref
     if (prefixFile.empty()) return {};
 
     const std::string text = FileStringA().fs_ReadTextFile(prefixFile.c_str());
-    std::string first = firstLine(text);
-    if (paths::equalIgnoringCase(std::string_view(first).substr(0, 7), "prefix=")) first = firstLine(first.substr(7));
-    const std::string folderPrefix = normalisedPrefix(first);
+    const std::string folderPrefix = prefixInText(text);
     report("Using folder's prefix:%s \r\n", folderPrefix.c_str());
 
     // A prefix file written by extraction carries the archive's header report; its property lines

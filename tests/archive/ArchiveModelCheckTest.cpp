@@ -57,6 +57,7 @@ TEST_F(ArchiveModelCheck, AModelThatNamesOnlyWhatIsThereBuilds) {
     EXPECT_EQ(build(source, ArchiveFile::CheckModels), 0) << lines;
     EXPECT_NE(lines.find("unbinarised p3d has tga-only reference detected\r\n"), std::string::npos);
     EXPECT_EQ(lines.find("missing"), std::string::npos);
+    EXPECT_LT(lines.find("scanning p3d\r\n"), lines.find("Using folder's prefix:x\\mod \r\n")) << "models come first";
 }
 
 TEST_F(ArchiveModelCheck, WithoutTheOptionModelsAreNotOpened) {
