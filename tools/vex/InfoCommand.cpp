@@ -101,6 +101,11 @@ private:
     }
 
     bool describe(const std::string& path) {
+        // Files that no handler reports on give no callback a chance to see Ctrl-C.
+        if (Platform::interruptRequested()) {
+            tool_.report(archivefile::GE_UserCancelled, archivefile::GenericError::ErrorString(archivefile::GE_UserCancelled));
+            return false;
+        }
         ++files_;
         InfoInput input;
         std::string error;
