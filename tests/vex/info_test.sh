@@ -56,6 +56,11 @@ set -e
 [ "$status" -eq 1 ] || fail "a broken model exits with $status"
 [ "$message" = "vex: error: mixed/broken.p3d: P3D: bad header (code 22)" ] || fail "broken model: $message"
 
+# An archive without its checksum opens with a warning, and is refused with --strict.
+"$VEX" -q pack "$samples/mod" -o nosha.pbo -I "$samples" --style kern-nosha
+"$VEX" info nosha.pbo >/dev/null 2>&1 || fail "an archive without its checksum is refused"
+! "$VEX" info --strict nosha.pbo >/dev/null 2>&1 || fail "--strict lets an archive without its checksum pass"
+
 # JSON: one object per file, with stable keys, and no prefix line in between; a name that is no
 # file has its object too.
 json=$("$VEX" info --json mixed/tank.p3d mixed/index.bin mixed/notes.txt missing 2>/dev/null || true)

@@ -27,6 +27,7 @@ struct InfoOptions {
     std::vector<std::string> files;
     bool json = false;
     bool recursive = false;
+    bool strict = false;
 };
 
 // The kind of a file that no entry of the table recognises, and how the text output words it.
@@ -126,6 +127,7 @@ private:
 
         Description description;
         description.brief = options_.json;
+        description.strict = options_.strict;
         if (kind != kinds.end() && kind->describe != nullptr) kind->describe(tool_, input, description);
         else if (kind != kinds.end()) description.lines.push_back(NotDescribed);
         if (description.code == archivefile::GE_UserCancelled) {
@@ -215,6 +217,8 @@ void addInfoCommand(CLI::App& app, Tool& tool) {
                       "error (and a last object with the key summary, with -r)");
     command->add_flag("-r,--recursive", options->recursive,
                       "Describe every file below the folders named, then count them by kind and list the failures");
+    command->add_flag("--strict", options->strict,
+                      "An archive without its checksum or with bytes after its data is a failure, not a warning");
     command->callback([options, &tool] { tool.status = info(tool, *options); });
 }
 

@@ -151,9 +151,11 @@ bool looksLikeArchive(const InfoInput& input) {
 void describeArchive(Tool& tool, InfoInput& input, Description& description) {
     using archivefile::ArchiveFile;
     ArchiveFile& archive = *tool.root().archiveFile();
-    // A brief open leaves out the header report, whose parts become fields.
+    // A brief open leaves out the header report, whose parts become fields; a strict one keeps a
+    // missing checksum and bytes after the data as failures.
     const int code = archive.OpenPbo(input.path().c_str(), collect,
-                                     ArchiveFile::OpenAsNamed | (description.brief ? ArchiveFile::Brief : 0));
+                                     ArchiveFile::OpenAsNamed | (description.brief ? ArchiveFile::Brief : 0) |
+                                         (description.strict ? ArchiveFile::Strict : 0));
     takeReported(description);
     if (code != archivefile::AE_NoError) fail(description, archive, code);
     // A wrong checksum leaves the archive open: what it holds is still worth showing.

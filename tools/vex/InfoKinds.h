@@ -41,6 +41,8 @@ struct Description {
     // Set before describing when the fields stand for the handler's usual report (--json): what the
     // handler says beyond that report is then kept as `warnings` instead of `lines`.
     bool brief = false;
+    // Set before describing (--strict): what a handler would let pass with a warning is a failure.
+    bool strict = false;
     // The report for text output: the handler's lines and the lines made from what it found.
     std::vector<std::string> lines;
     std::vector<std::string> warnings;
