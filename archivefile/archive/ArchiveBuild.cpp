@@ -343,6 +343,8 @@ void ArchiveFile::_CheckP3d(const std::string& prefix) {
         // The model's own type line completes this one.
         report("%s: ", model->name.c_str());
         const int code = reader->Open(model->source.c_str(), callback_);
+        // A cancel from the callback while the model reported itself is the user's, not the model's.
+        if (code == GE_UserCancelled) raise(GE_UserCancelled);
         if (code != 0) {
             report("%s\r\n", reader->ErrorString(static_cast<unsigned char>(code)));
             raise(AE_ModelOrWorldFormat);

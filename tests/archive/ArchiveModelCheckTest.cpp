@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <string>
 
+#include "archivefile/foundation/GenericError.h"
 #include "bench/MlodBytes.h"
 #include "tests/archive/ArchiveTestSupport.h"
 
@@ -28,6 +29,11 @@ protected:
         lod.faces[5].material = "x\\mod\\data\\gone.rvmat";
         folder.write("src/data/house.p3d", MlodBytes::model({lod}));
         return folder / "src";
+    }
+
+    static bool cancelOnTypeLine(const char* text, ...) {
+        if (std::string(text).starts_with("MLOD")) archivefile::raise(GE_UserCancelled);
+        return true;
     }
 
     int build(const std::string& source, int flags) {
@@ -67,9 +73,14 @@ TEST_F(ArchiveModelCheck, WithoutTheOptionModelsAreNotOpened) {
     EXPECT_EQ(lines.find("scanning p3d"), std::string::npos);
 }
 
-TEST_F(ArchiveModelCheck, AModelThatCannotBeReadStopsTheBuild) {
+TEST_F(ArchiveModelCheck, AModelThatCannotBeReadStopsTheBuildAndACancelStaysACancel) {
     const std::string source = makeFolder();
     folder.write("src/broken.p3d", std::string("ODOL\x39\0\0\0\x01\0\0\0", 12));
     EXPECT_EQ(build(source, ArchiveFile::CheckModels), AE_ModelOrWorldFormat);
     EXPECT_NE(lines.find("broken.p3d: P3D: bad header\r\n"), std::string::npos) << lines;
+
+    std::filesystem::remove(folder / "src/broken.p3d");
+    EXPECT_EQ(archive.MakePboNew(source.c_str(), ArchiveFile::StyleKern | ArchiveFile::CheckModels,
+                                 (folder / "out.pbo").c_str(), cancelOnTypeLine),
+              AE_UserCancelled);
 }
