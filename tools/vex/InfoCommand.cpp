@@ -101,12 +101,16 @@ private:
         return ordered;
     }
 
+    // Ctrl-C reaches a handler through its callback, but files that no handler reports on give no
+    // callback the chance; and each handler words the cancel with a code of its own.
+    bool cancelled() const {
+        if (!Platform::interruptRequested()) return false;
+        tool_.report(archivefile::GE_UserCancelled, archivefile::GenericError::ErrorString(archivefile::GE_UserCancelled));
+        return true;
+    }
+
     bool describe(const std::string& path) {
-        // Files that no handler reports on give no callback a chance to see Ctrl-C.
-        if (Platform::interruptRequested()) {
-            tool_.report(archivefile::GE_UserCancelled, archivefile::GenericError::ErrorString(archivefile::GE_UserCancelled));
-            return false;
-        }
+        if (cancelled()) return false;
         ++files_;
         InfoInput input;
         std::string error;
@@ -130,10 +134,7 @@ private:
         description.strict = options_.strict;
         if (kind != kinds.end() && kind->describe != nullptr) kind->describe(tool_, input, description);
         else if (kind != kinds.end()) description.lines.push_back(NotDescribed);
-        if (description.code == archivefile::GE_UserCancelled) {
-            tool_.report(description.code, description.message);
-            return false;
-        }
+        if (cancelled()) return false;
 
         if (options_.json) {
             print(object(path, kindName, kind != kinds.end() && kind->describe != nullptr, description));
