@@ -3,6 +3,7 @@
 // written first with the sizes still open and filled in once every entry's data is out, so that
 // memory holds one file at a time, however large the folder.
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <limits>
 #include <string_view>
@@ -117,6 +118,9 @@ bool modelReferenceFound(const std::string& name, const std::string& prefix,
                          const std::unordered_set<std::string>& archived, const std::string& includeRoot) {
     if (name.front() == '#') return true;
     std::string path = paths::withSeparator(name, '\\');
+    // A name saved with the drive of the work folder ("P:\x\mod\...") names the same file as one
+    // without it: the include root stands for that drive.
+    if (path.size() >= 2 && path[1] == ':' && std::isalpha(static_cast<unsigned char>(path[0]))) path.erase(0, 2);
     while (!path.empty() && path.front() == '\\') path.erase(path.begin());
     const std::string lower = lowerCase(path);
     const std::string lowerPrefix = lowerCase(prefix) + "\\";

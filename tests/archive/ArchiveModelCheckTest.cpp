@@ -14,14 +14,15 @@ using archivefile::testing::ArchiveTest;
 class ArchiveModelCheck : public ArchiveTest {
 protected:
     // A mod with the prefix x\mod: a model whose faces name a texture of the mod (by its full name),
-    // a material named from the folder's root, a texture under the include root (in other case), a
-    // procedural texture, a drawing and two files that are nowhere.
+    // a material named from the folder's root and with a drive, a texture under the include root (in
+    // other case), a procedural texture, a drawing and two files that are nowhere.
     std::string makeFolder() {
         folder.write("src/$PBOPREFIX$", "x\\mod");
         folder.write("src/data/wall_co.paa", "texture");
         folder.write("src/data/wall.rvmat", "material");
         folder.write("root/x/Shared/data/Metal_CO.paa", "shared texture");
         MlodBytes::Lod lod = MlodBytes::box(1.0f, 1.0f, "\\x\\mod\\data\\WALL_CO.paa", "data\\wall.rvmat");
+        lod.faces[0].material = "P:\\x\\mod\\data\\wall.rvmat";
         lod.faces[1].texture = "x\\shared\\data\\metal_co.paa";
         lod.faces[2].texture = "#(argb,8,8,3)color(1,1,1,1)";
         lod.faces[3].texture = "x\\mod\\data\\sketch.tga";
