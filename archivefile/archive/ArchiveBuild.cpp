@@ -3,6 +3,7 @@
 // written first with the sizes still open and filled in once every entry's data is out, so that
 // memory holds one file at a time, however large the folder.
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <limits>
 #include <string_view>
@@ -78,6 +79,30 @@ std::string normalisedPrefix(std::string_view prefix) {
     return text;
 }
 
+// The folder's prefix file; empty when it has none.
+std::string prefixFileIn(const std::string& folder) {
+    for (const char* name : {"$PBOPREFIX$", "PboPrefix.txt"}) {
+        const std::string path = folder + "/" + name;
+        if (Platform::isFile(path)) return path;
+    }
+    return {};
+}
+
+// The prefix that a prefix file's text gives: its first line, with or without "prefix=" before it.
+std::string prefixInText(const std::string& text) {
+    std::string first = firstLine(text);
+    if (paths::equalIgnoringCase(std::string_view(first).substr(0, 7), "prefix=")) first = firstLine(first.substr(7));
+    return normalisedPrefix(first);
+}
+
+// The prefix that the build will use, found without a word: models are checked before the prefix
+// is reported.
+std::string buildPrefix(const std::string& folder, const char* prefix) {
+    if (prefix != nullptr && *prefix != '\0') return normalisedPrefix(prefix);
+    const std::string prefixFile = prefixFileIn(folder);
+    return prefixFile.empty() ? std::string() : prefixInText(FileStringA().fs_ReadTextFile(prefixFile.c_str()));
+}
+
 std::uint32_t entryTime(std::int64_t seconds) {
     return static_cast<std::uint32_t>(std::clamp<std::int64_t>(seconds, 0, std::numeric_limits<std::uint32_t>::max()));
 }
@@ -88,18 +113,21 @@ double reduction(std::uint64_t before, std::uint64_t after) {
 
 // A name that a model gives is found when it is a file of the archive being built (`archived`, in
 // lower case), named either with the archive's prefix or from the folder's root, or a file under the
-// include root. Procedural textures ("#(...)") are no files at all.
+// include root, whatever the case of its letters there. Procedural textures ("#(...)") are no files.
 bool modelReferenceFound(const std::string& name, const std::string& prefix,
                          const std::unordered_set<std::string>& archived, const std::string& includeRoot) {
     if (name.front() == '#') return true;
     std::string path = paths::withSeparator(name, '\\');
+    // A name saved with the drive of the work folder ("P:\x\mod\...") names the same file as one
+    // without it: the include root stands for that drive.
+    if (path.size() >= 2 && path[1] == ':' && std::isalpha(static_cast<unsigned char>(path[0]))) path.erase(0, 2);
     while (!path.empty() && path.front() == '\\') path.erase(path.begin());
     const std::string lower = lowerCase(path);
     const std::string lowerPrefix = lowerCase(prefix) + "\\";
     if (archived.contains(lower)) return true;
     if (!prefix.empty() && lower.starts_with(lowerPrefix) && archived.contains(lower.substr(lowerPrefix.size())))
         return true;
-    return !includeRoot.empty() && Platform::isFile(paths::native(includeRoot + "/" + path));
+    return !includeRoot.empty() && !Platform::findFileIgnoringCase(paths::native(includeRoot + "/" + path)).empty();
 }
 
 }  // namespace
@@ -130,9 +158,9 @@ int ArchiveFile::MakePboNew(const char* folder, int flags, const char* outputNam
             report("Building entries..\r\n");
             buildEntries_ = _RecurseBuildEntries(source, output, exclude, flags);
             if (buildEntries_.empty()) return AE_Empty;
+            if (flags & CheckModels) _CheckP3d(buildPrefix(source, prefix));
             const std::string prefixText = _CalcPrefix(source, prefix);
             if (style == StyleKern && prefixText.empty()) _RecurseScanForSpecialFiles(buildEntries_, style);
-            if (flags & CheckModels) _CheckP3d(prefixText);
             if (!CreatePbo(output.c_str(), style, prefixText.c_str(), callback)) return AE_CannotWrite;
 
             headerStart_ = static_cast<std::uint64_t>(writer_.Ftell(true));
@@ -266,14 +294,7 @@ void ArchiveFile::_RecurseScanForSpecialFiles(const std::vector<BuildEntry>& ent
 
 std::string ArchiveFile::_CalcPrefix(const std::string& folder, const char* prefix) {
     properties_.clear();
-    std::string prefixFile;
-    for (const char* name : {"$PBOPREFIX$", "PboPrefix.txt"}) {
-        const std::string path = folder + "/" + name;
-        if (Platform::isFile(path)) {
-            prefixFile = path;
-            break;
-        }
-    }
+    const std::string prefixFile = prefixFileIn(folder);
     if (prefix != nullptr && *prefix != '\0') {
         if (!prefixFile.empty()) report("Ignoring folder's prefix file\r\n");
         return normalisedPrefix(prefix);
@@ -281,9 +302,7 @@ std::string ArchiveFile::_CalcPrefix(const std::string& folder, const char* pref
     if (prefixFile.empty()) return {};
 
     const std::string text = FileStringA().fs_ReadTextFile(prefixFile.c_str());
-    std::string first = firstLine(text);
-    if (paths::equalIgnoringCase(std::string_view(first).substr(0, 7), "prefix=")) first = firstLine(first.substr(7));
-    const std::string folderPrefix = normalisedPrefix(first);
+    const std::string folderPrefix = prefixInText(text);
     report("Using folder's prefix:%s \r\n", folderPrefix.c_str());
 
     // A prefix file written by extraction carries the archive's header report; its property lines
@@ -328,6 +347,8 @@ void ArchiveFile::_CheckP3d(const std::string& prefix) {
         // The model's own type line completes this one.
         report("%s: ", model->name.c_str());
         const int code = reader->Open(model->source.c_str(), callback_);
+        // A cancel from the callback while the model reported itself is the user's, not the model's.
+        if (code == GE_UserCancelled) raise(GE_UserCancelled);
         if (code != 0) {
             report("%s\r\n", reader->ErrorString(static_cast<unsigned char>(code)));
             raise(AE_ModelOrWorldFormat);

@@ -6,8 +6,6 @@
 #include <cctype>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <system_error>
 
 #include "archivefile/config/ConfigCharacters.h"
 #include "archivefile/config/Rapify.h"
@@ -64,34 +62,6 @@ bool placeholderAt(std::string_view body, std::size_t at, std::uint32_t& number,
     number = value;
     length = end + 1 - at;
     return true;
-}
-
-// Finds a file whose name differs from `path` only in case, as a config written on a system that
-// ignores case expects; empty when there is none.
-std::string findIgnoringCase(const std::string& path) {
-    if (Platform::isFile(path)) return path;
-    namespace fs = std::filesystem;
-    const fs::path wanted(path);
-    fs::path found = wanted.root_path();
-    std::error_code error;
-    for (const fs::path& part : wanted.relative_path()) {
-        const fs::path exact = found.empty() ? part : found / part;
-        if (fs::exists(exact, error)) {
-            found = exact;
-            continue;
-        }
-        const fs::path folder = found.empty() ? fs::path(".") : found;
-        bool matched = false;
-        for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-            if (equalIgnoringCase(entry->path().filename().string(), part.string())) {
-                found = found.empty() ? entry->path().filename() : found / entry->path().filename();
-                matched = true;
-                break;
-            }
-        }
-        if (!matched) return {};
-    }
-    return Platform::isFile(found.string()) ? found.string() : std::string();
 }
 
 }  // namespace
@@ -510,7 +480,7 @@ void Rapify::openInclude(std::string_view name) {
         failWith(RAP_CannotInclude, formatText("includes nested deeper than %d levels at %.*s: does a file include itself?\r\n",
                                                MaxIncludeDepth, static_cast<int>(name.size()), name.data()));
     const std::string wanted = resolveInclude(name);
-    const std::string path = findIgnoringCase(wanted);
+    const std::string path = Platform::findFileIgnoringCase(wanted);
     auto file = std::make_unique<VexFileIO>(parent_);
     file->SetCallBack(callback_);
     if (path.empty() || !file->OpenFile(path.c_str(), nullptr, true))

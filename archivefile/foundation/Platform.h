@@ -40,6 +40,9 @@ public:
     // with the place that could not be read in `failedPath`, when part of the tree is unreadable.
     static bool walkFolder(const std::string& folder, std::vector<FolderItem>& items, std::string& failedPath);
     static bool isFile(const std::string& path);
+    // `path` itself when it is a file, else a file whose name differs from it only in case, as names
+    // written for a system that ignores case expect; empty when there is none.
+    static std::string findFileIgnoringCase(const std::string& path);
     static int removeFile(const std::string& path);
     // 0 on success, else the system error number.
     static int renameFile(const std::string& from, const std::string& to);

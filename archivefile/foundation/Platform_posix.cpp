@@ -5,13 +5,16 @@
 #include <csignal>
 #include <cstring>
 #include <ctime>
-#include <filesystem>
 #include <cstdlib>
+#include <filesystem>
+#include <system_error>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
+
+#include "archivefile/foundation/PathRules.h"
 
 namespace archivefile {
 
@@ -72,6 +75,32 @@ bool Platform::walkFolder(const std::string& folder, std::vector<FolderItem>& it
 bool Platform::isFile(const std::string& path) {
     struct stat info {};
     return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+}
+
+std::string Platform::findFileIgnoringCase(const std::string& path) {
+    if (isFile(path)) return path;
+    namespace fs = std::filesystem;
+    const fs::path wanted(path);
+    fs::path found = wanted.root_path();
+    std::error_code error;
+    for (const fs::path& part : wanted.relative_path()) {
+        const fs::path exact = found.empty() ? part : found / part;
+        if (fs::exists(exact, error)) {
+            found = exact;
+            continue;
+        }
+        const fs::path folder = found.empty() ? fs::path(".") : found;
+        bool matched = false;
+        for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+            if (paths::equalIgnoringCase(entry->path().filename().string(), part.string())) {
+                found = found.empty() ? entry->path().filename() : found / entry->path().filename();
+                matched = true;
+                break;
+            }
+        }
+        if (!matched) return {};
+    }
+    return isFile(found.string()) ? found.string() : std::string();
 }
 
 int Platform::removeFile(const std::string& path) {

@@ -39,7 +39,7 @@ expect mixed/mod.pbo "mixed/mod.pbo: archive" "  Pbo Type is: Kern Addon" "  pre
 expect mixed/renamed.dat "mixed/renamed.dat: archive" "  8 entries"
 expect mixed/config.bin "mixed/config.bin: binarised config" "  style: class bodies by offset"
 expect mixed/lamp.txt "mixed/lamp.txt: model" "  MLOD nLods=4" "  LOD 0: 1.0" "  LOD 2: 1e+13 Geometry" "  LOD 3: 1e+15 Memory"
-expect mixed/tank.p3d "mixed/tank.p3d: model" "K3Prefix: a3\\demo" "  ODOL58 (Kern3) nLods=2" "  LOD 0: 1e+13 Geometry" "  LOD 1: 1.0"
+expect mixed/tank.p3d "mixed/tank.p3d: model" "  K3Prefix: a3\\demo" "  ODOL58 (Kern3) nLods=2" "  LOD 0: 1e+13 Geometry" "  LOD 1: 1.0"
 # A binarised body that ends after its first resolution of three: the LODs that are not there are not shown.
 printf "ODOL$(u32 40)$(u32 3)\x00\x00\x80\x3f" >cut.p3d
 expect cut.p3d "  Warning: V7 truncated file by 24 bytes" "  LOD 0: 1.0" "  the header names 3 LODs, more than the file can hold"
@@ -60,14 +60,22 @@ set -e
 [ "$status" -eq 1 ] || fail "a broken model exits with $status"
 [ "$message" = "vex: error: mixed/broken.p3d: P3D: bad header (code 22)" ] || fail "broken model: $message"
 
-# JSON: one object per file, with stable keys, and no prefix line in between.
-json=$("$VEX" info --json mixed/tank.p3d mixed/index.bin mixed/notes.txt)
-[ "$(wc -l <<<"$json")" -eq 3 ] || fail "not one line per file: $json"
+# An archive without its checksum opens with a warning, and is refused with --strict.
+"$VEX" -q pack "$samples/mod" -o nosha.pbo -I "$samples" --style kern-nosha
+"$VEX" info nosha.pbo >/dev/null 2>&1 || fail "an archive without its checksum is refused"
+! "$VEX" info --strict nosha.pbo >/dev/null 2>&1 || fail "--strict lets an archive without its checksum pass"
+
+# JSON: one object per file, with stable keys, and no prefix line in between; a name that is no
+# file has its object too.
+json=$("$VEX" info --json mixed/tank.p3d mixed/index.bin mixed/notes.txt missing 2>/dev/null || true)
+[ "$(wc -l <<<"$json")" -eq 4 ] || fail "not one line per file: $json"
+grep -qxF '{"path":"missing","kind":null,"described":false,"fields":{},"entries":[],"warnings":[],"error":{"code":3,"message":"no such file"}}' \
+  <<<"$json" || fail "missing file JSON: $json"
 grep -q '^{"path":"mixed/tank.p3d","kind":"model","described":true,"fields":{"type":58,"typeText":"ODOL58 (Kern3) nLods=2","family":5,"lodCount":2,"editable":false,"prefix":"a3\\\\demo"},"entries":\[{"index":0,' <<<"$json" ||
   fail "model JSON: $json"
-grep -q '"path":"mixed/index.bin","kind":"texture index",.*{"path":"x\\\\demo\\\\addons\\\\lamps\\\\data\\\\icon_ca.paa","mipmaps":6,"pixelFormat":4}\],"report":\[' <<<"$json" ||
+grep -q '"path":"mixed/index.bin","kind":"texture index",.*{"path":"x\\\\demo\\\\addons\\\\lamps\\\\data\\\\icon_ca.paa","mipmaps":6,"pixelFormat":4}\],"warnings":\[\],"error":null}$' <<<"$json" ||
   fail "index JSON: $json"
-grep -qF '{"path":"mixed/notes.txt","kind":"unknown","described":false,"fields":{},"entries":[],"report":[],"error":null}' <<<"$json" ||
+grep -qF '{"path":"mixed/notes.txt","kind":"unknown","described":false,"fields":{},"entries":[],"warnings":[],"error":null}' <<<"$json" ||
   fail "unknown JSON: $json"
 
 # A folder needs -r; with it every file is described and the run ends with counts and failures.

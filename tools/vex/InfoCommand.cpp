@@ -27,6 +27,7 @@ struct InfoOptions {
     std::vector<std::string> files;
     bool json = false;
     bool recursive = false;
+    bool strict = false;
 };
 
 // The kind of a file that no entry of the table recognises, and how the text output words it.
@@ -54,12 +55,12 @@ public:
                 continue;
             }
             if (!options_.recursive) {
-                failed(name, archivefile::GE_InvalidFile, "is a folder; -r describes the files below it");
+                notRead(name, "is a folder; -r describes the files below it");
                 continue;
             }
             std::vector<Platform::FolderItem> items;
             std::string unreadable;
-            if (!Platform::walkFolder(path, items, unreadable)) failed(unreadable, archivefile::GE_InvalidFile, "cannot read");
+            if (!Platform::walkFolder(path, items, unreadable)) notRead(unreadable, "cannot read");
             std::sort(items.begin(), items.end(),
                       [](const auto& a, const auto& b) { return a.relativePath < b.relativePath; });
             const std::string folder = name.back() == '/' ? name : name + "/";
@@ -100,18 +101,27 @@ private:
         return ordered;
     }
 
+    // Ctrl-C reaches a handler through its callback, but files that no handler reports on give no
+    // callback the chance; and each handler words the cancel with a code of its own.
+    bool cancelled() const {
+        if (!Platform::interruptRequested()) return false;
+        tool_.report(archivefile::GE_UserCancelled, archivefile::GenericError::ErrorString(archivefile::GE_UserCancelled));
+        return true;
+    }
+
     bool describe(const std::string& path) {
+        if (cancelled()) return false;
         ++files_;
         InfoInput input;
         std::string error;
         // Devices and pipes are not opened: reading one could wait for ever.
         const std::string native = archivefile::paths::native(path);
         if (!Platform::isFile(native)) {
-            failed(path, archivefile::GE_InvalidFile, Platform::fileSize(native) ? "not a regular file" : "no such file");
+            notRead(path, Platform::fileSize(native) ? "not a regular file" : "no such file");
             return true;
         }
         if (!input.open(path, error)) {
-            failed(path, archivefile::GE_InvalidFile, error);
+            notRead(path, error);
             return true;
         }
         const std::span<const InfoKind> kinds = infoKinds();
@@ -119,33 +129,49 @@ private:
         const std::string kindName = kind != kinds.end() ? kind->name : UnknownKind;
         ++counts_[kindName];
 
-        // Handlers may print to standard output themselves; the title goes first so that their lines
-        // follow it.
-        if (!options_.json) std::printf("%s: %s\n", path.c_str(), textOf(kindName));
         Description description;
+        description.brief = options_.json;
+        description.strict = options_.strict;
         if (kind != kinds.end() && kind->describe != nullptr) kind->describe(tool_, input, description);
         else if (kind != kinds.end()) description.lines.push_back(NotDescribed);
-        if (description.code == archivefile::GE_UserCancelled) {
-            tool_.report(description.code, description.message);
-            return false;
-        }
+        if (cancelled()) return false;
 
         if (options_.json) {
-            ordered_json error = description.code == 0
-                                     ? ordered_json()
-                                     : ordered_json{{"code", description.code}, {"message", description.message}};
-            print({{"path", path},
-                   {"kind", kindName},
-                   {"described", kind != kinds.end() && kind->describe != nullptr},
-                   {"fields", std::move(description.fields)},
-                   {"entries", std::move(description.entries)},
-                   {"report", description.lines},
-                   {"error", std::move(error)}});
+            print(object(path, kindName, kind != kinds.end() && kind->describe != nullptr, description));
         } else {
+            std::printf("%s: %s\n", path.c_str(), textOf(kindName));
             for (const std::string& line : description.lines) std::printf("  %s\n", line.c_str());
         }
         if (description.code != 0) failed(path, description.code, description.message);
         return true;
+    }
+
+    // The keys are the same for every file, whatever its kind; `kind` is null for a name that could
+    // not be read.
+    static ordered_json object(const std::string& path, const ordered_json& kind, bool described,
+                               Description& description) {
+        ordered_json error = description.code == 0
+                                 ? ordered_json()
+                                 : ordered_json{{"code", description.code}, {"message", description.message}};
+        return {{"path", path},
+                {"kind", kind},
+                {"described", described},
+                {"fields", std::move(description.fields)},
+                {"entries", std::move(description.entries)},
+                {"warnings", std::move(description.warnings)},
+                {"error", std::move(error)}};
+    }
+
+    // A name that is no file to read (a folder without -r, a device, nothing at all) is a failure;
+    // with --json it still has its object.
+    void notRead(const std::string& path, const std::string& message) {
+        if (options_.json) {
+            Description description;
+            description.code = archivefile::GE_InvalidFile;
+            description.message = message;
+            print(object(path, nullptr, false, description));
+        }
+        failed(path, archivefile::GE_InvalidFile, message);
     }
 
     void failed(const std::string& path, int code, const std::string& message) {
@@ -168,8 +194,9 @@ private:
 };
 
 int info(Tool& tool, const InfoOptions& options) {
-    // The prefix line that kind-58 models print would break the JSON; the prefix is a field there.
-    if (options.json) archivefile::P3dHeader::setK3PrefixOutput(nullptr);
+    // The prefix line that kind-58 models print would land between reports, or break the JSON; the
+    // model's description carries it instead.
+    archivefile::P3dHeader::setK3PrefixOutput(nullptr);
     Survey survey(tool, options);
     const bool finished = survey.run();
     if (!finished) return Failure;
@@ -187,10 +214,12 @@ void addInfoCommand(CLI::App& app, Tool& tool) {
                 "texture indexes and fonts (textures and sounds are recognised)");
     command->add_option("FILE", options->files, "Files, or folders with -r")->required();
     command->add_flag("--json", options->json,
-                      "One JSON object per file with the keys path, kind, described, fields, entries, report and "
+                      "One JSON object per file with the keys path, kind, described, fields, entries, warnings and "
                       "error (and a last object with the key summary, with -r)");
     command->add_flag("-r,--recursive", options->recursive,
                       "Describe every file below the folders named, then count them by kind and list the failures");
+    command->add_flag("--strict", options->strict,
+                      "An archive without its checksum or with bytes after its data is a failure, not a warning");
     command->callback([options, &tool] { tool.status = info(tool, *options); });
 }
 

@@ -87,20 +87,22 @@ bool collect(const char* text, ...) {
     return true;
 }
 
-// Lines end in "\r\n" and blank lines say nothing; trailing blanks are dropped.
-void addLines(Description& description, std::string_view text) {
+// Lines end in "\r\n" and blank lines say nothing; trailing blanks are dropped. In a brief
+// description the handler's `usual` line (a model's type line, which is a field there) is left out.
+void takeReported(Description& description, std::string_view usual = {}) {
+    std::string_view text = reported;
     while (!text.empty()) {
         const std::size_t end = text.find('\n');
         std::string_view line = text.substr(0, end);
         while (!line.empty() && (line.back() == '\r' || line.back() == ' ')) line.remove_suffix(1);
-        if (!line.empty()) description.lines.emplace_back(line);
+        if (!description.brief) {
+            if (!line.empty()) description.lines.emplace_back(line);
+        } else if (!line.empty() && line != usual) {
+            description.warnings.emplace_back(line);
+        }
         if (end == std::string_view::npos) break;
         text.remove_prefix(end + 1);
     }
-}
-
-void takeReported(Description& description) {
-    addLines(description, reported);
     reported.clear();
 }
 
@@ -149,7 +151,11 @@ bool looksLikeArchive(const InfoInput& input) {
 void describeArchive(Tool& tool, InfoInput& input, Description& description) {
     using archivefile::ArchiveFile;
     ArchiveFile& archive = *tool.root().archiveFile();
-    const int code = archive.OpenPbo(input.path().c_str(), collect, ArchiveFile::OpenAsNamed);
+    // A brief open leaves out the header report, whose parts become fields; a strict one keeps a
+    // missing checksum and bytes after the data as failures.
+    const int code = archive.OpenPbo(input.path().c_str(), collect,
+                                     ArchiveFile::OpenAsNamed | (description.brief ? ArchiveFile::Brief : 0) |
+                                         (description.strict ? ArchiveFile::Strict : 0));
     takeReported(description);
     if (code != archivefile::AE_NoError) fail(description, archive, code);
     // A wrong checksum leaves the archive open: what it holds is still worth showing.
@@ -220,15 +226,19 @@ void describeModel(Tool& tool, InfoInput& input, Description& description) {
     P3dFile& model = *tool.root().p3dFile();
     const std::span<const unsigned char> bytes = input.bytes();
     const int code = model.Open(bytes.data(), static_cast<unsigned int>(bytes.size()), collect);
-    takeReported(description);
-    if (code != 0) {
-        fail(description, model, code);
-        return;
-    }
     archivefile::GenString type;
     model.GetTypeStr(&type);
     std::string typeText(type.view());
     while (!typeText.empty() && (typeText.back() == '\n' || typeText.back() == '\r')) typeText.pop_back();
+    // The prefix line is printed by the header reader on standard output, which vex keeps for its
+    // report; it comes back here, before the type line as the reader prints it.
+    if (!description.brief && model.GetType() == P3dFile::KindOdol58 && !P3dFile::k3Prefix().empty())
+        description.lines.push_back("K3Prefix: " + P3dFile::k3Prefix());
+    takeReported(description, typeText);
+    if (code != 0) {
+        fail(description, model, code);
+        return;
+    }
     ordered_json& fields = description.fields;
     fields["type"] = model.GetType();
     fields["typeText"] = typeText;

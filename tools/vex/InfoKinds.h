@@ -38,7 +38,14 @@ private:
 
 // What a describer found. Keys of `fields` and of each entry are stable, for --json.
 struct Description {
+    // Set before describing when the fields stand for the handler's usual report (--json): what the
+    // handler says beyond that report is then kept as `warnings` instead of `lines`.
+    bool brief = false;
+    // Set before describing (--strict): what a handler would let pass with a warning is a failure.
+    bool strict = false;
+    // The report for text output: the handler's lines and the lines made from what it found.
     std::vector<std::string> lines;
+    std::vector<std::string> warnings;
     nlohmann::ordered_json fields = nlohmann::ordered_json::object();
     nlohmann::ordered_json entries = nlohmann::ordered_json::array();
     // The handler's result and its text; 0 when the file was read.

@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 
 #include "archivefile/archive/ArchiveFile.h"
+#include "archivefile/model/P3dHeader.h"
 #include "tools/vex/Tool.h"
 
 namespace vex {
@@ -44,6 +45,9 @@ int pack(Tool& tool, const PackOptions& options) {
     if (options.compress) flags |= ArchiveFile::CompressEntries;
     if (!options.binarize) flags |= ArchiveFile::KeepConfigText;
     if (options.checkModels) flags |= ArchiveFile::CheckModels;
+    // A checked model of kind 58 would print its prefix on standard output, which carries no data
+    // here and must stay silent with -q; the model's type line already names it as checked.
+    archivefile::P3dHeader::setK3PrefixOutput(nullptr);
     archive.setBuildTime(options.mtime);
     archive.setIncludeRoot(options.includeRoot.c_str());
     archive.setCompileCallback(tool.detailCallback());
