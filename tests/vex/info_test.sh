@@ -49,7 +49,7 @@ expect mixed/index.bin "mixed/index.bin: texture index" "  3 textures" \
 expect mixed/old.fxy "mixed/old.fxy: font" "  old layout (no signature): 224 records of 12 bytes"
 expect mixed/new.fxy "mixed/new.fxy: font" "  new layout (\"VXFo\", version 257): 464 records of 14 bytes"
 expect mixed/wall.paa "mixed/wall.paa: texture" "  description not available in this build"
-expect mixed/click.wav "mixed/click.wav: sound" "  description not available in this build"
+expect mixed/click.wav "mixed/click.wav: sound" "  WAVMonoUnCompressed" "  Audio data          800 bytes"
 expect mixed/notes.txt "mixed/notes.txt: not a file this tool reads"
 "$VEX" info mixed/notes.txt mixed/lamp.txt >/dev/null || fail "unknown bytes are no failure"
 

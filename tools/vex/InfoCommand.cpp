@@ -211,7 +211,7 @@ void addInfoCommand(CLI::App& app, Tool& tool) {
     auto options = std::make_shared<InfoOptions>();
     CLI::App* command = app.add_subcommand(
         "info", "Tell what each file is, from its content, and describe it: archives, binarised configs, models, "
-                "texture indexes and fonts (textures and sounds are recognised)");
+                "texture indexes, sounds and fonts (textures are recognised)");
     command->add_option("FILE", options->files, "Files, or folders with -r")->required();
     command->add_flag("--json", options->json,
                       "One JSON object per file with the keys path, kind, described, fields, entries, warnings and "

@@ -17,6 +17,7 @@
 #include "archivefile/foundation/Platform.h"
 #include "archivefile/foundation/Sha1.h"
 #include "archivefile/media/FxyFile.h"
+#include "archivefile/media/VexSound.h"
 #include "archivefile/model/P3dFile.h"
 #include "archivefile/texture/TexFile.h"
 #include "tools/vex/Tool.h"
@@ -325,6 +326,37 @@ bool looksLikeSound(const InfoInput& input) {
     return startsWith(input.head(), "WSS0") || (startsWith(input.head(), "RIFF") && startsWith(input.head(), "WAVE", 8));
 }
 
+// The header is enough for the report; --strict turns the sound reader's warnings into failures.
+void describeSound(Tool& tool, InfoInput& input, Description& description) {
+    using archivefile::VexSound;
+    VexSound& sound = *tool.root().vexSound();
+    const int code =
+        sound.Open(input.path().c_str(), collect, VexSound::HeaderOnly | (description.strict ? VexSound::Strict : 0));
+    takeReported(description);
+    // In a brief description the header report is the fields; what stays is what the reader warned of.
+    static constexpr std::string_view report[] = {"WSS ",          "WAV",       "SampleRate ", "Bytes per Second ",
+                                                  "BlockAlign ",   "BitsPerSample ", "Unused short ", "Subchunk: ",
+                                                  "Playtime: ",    "Audio data "};
+    std::erase_if(description.warnings, [](const std::string& line) {
+        return std::any_of(std::begin(report), std::end(report),
+                           [&](std::string_view start) { return line.starts_with(start); });
+    });
+    if (code != 0) {
+        fail(description, sound, code);
+        sound.Close();
+        return;
+    }
+    const VexSound::Description& header = sound.description();
+    ordered_json& fields = description.fields;
+    fields["form"] = startsWith(input.head(), "WSS0") ? "wss" : "wave";
+    fields["compression"] = header.compression;
+    fields["channels"] = header.channels;
+    fields["sampleRate"] = header.sampleRate;
+    fields["bitsPerSample"] = header.bitsPerSample;
+    fields["dataBytes"] = header.dataSize;
+    sound.Close();
+}
+
 // ---- Fonts ---------------------------------------------------------------------------------------
 
 // A table of the old layout has no signature: a file of its exact size is one.
@@ -357,7 +389,7 @@ constexpr InfoKind kinds[] = {
     {"binarised config", looksLikeRap, describeRap},
     {"model", looksLikeModel, describeModel},
     {"texture index", looksLikeTextureIndex, describeTextureIndex},
-    {"sound", looksLikeSound, nullptr},
+    {"sound", looksLikeSound, describeSound},
     {"texture", looksLikeTexture, nullptr},
     {"archive", looksLikeArchive, describeArchive},
     {"font", looksLikeFont, describeFont},
