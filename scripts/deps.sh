@@ -6,6 +6,7 @@ set -euo pipefail
 packages=(
   cmake ninja-build g++ pkg-config git
   libssl-dev liblzo2-dev libcli11-dev libpng-dev
+  libsquish-dev libspng-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
   locales time
