@@ -45,5 +45,10 @@ void addConfigDecodeCommand(CLI::App& app, Tool& tool);
 void addArchiveCommands(CLI::App& app, Tool& tool);
 void addConfigCommands(CLI::App& app, Tool& tool);
 void addPackCommand(CLI::App& app, Tool& tool);
+void addTextureCommands(CLI::App& app, Tool& tool);
+
+// Prints the report of the texture at `path` (its type, taggs, palette and mipmaps, one line each) to
+// standard output; the exit status.
+int printTextureReport(Tool& tool, const std::string& path);
 
 }  // namespace vex

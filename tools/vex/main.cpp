@@ -23,6 +23,7 @@ int main(int argc, char** argv) {
     vex::addArchiveCommands(app, tool);
     vex::addPackCommand(app, tool);
     vex::addConfigCommands(app, tool);
+    vex::addTextureCommands(app, tool);
 
     try {
         app.parse(argc, argv);
