@@ -160,20 +160,22 @@ bool PacFile::MipMap::expand(std::span<const std::uint8_t> stored, std::uint64_t
         pixels_ = stored.first(static_cast<std::size_t>(realSize));
         return true;
     }
-    expanded_.resize(static_cast<std::size_t>(realSize));
-    if (BlockCoder::decompress(stored, expanded_, selector) < 0) {
-        expanded_ = {};
+    const auto size = static_cast<std::size_t>(realSize);
+    expanded_ = std::make_unique_for_overwrite<std::uint8_t[]>(size);
+    if (BlockCoder::decompress(stored, {expanded_.get(), size}, selector) < 0) {
+        expanded_.reset();
         return false;
     }
-    pixels_ = expanded_;
+    pixels_ = {expanded_.get(), size};
     return true;
 }
 
-void PacFile::MipMap::setBlock(std::vector<std::uint8_t> stored, std::vector<std::uint8_t> pixels) {
+void PacFile::MipMap::setBlock(std::vector<std::uint8_t> stored, std::span<const std::uint8_t> pixels) {
     ownedStored_ = std::move(stored);
-    expanded_ = std::move(pixels);
+    expanded_ = std::make_unique_for_overwrite<std::uint8_t[]>(pixels.size());
+    std::copy(pixels.begin(), pixels.end(), expanded_.get());
     stored_ = ownedStored_;
-    pixels_ = expanded_;
+    pixels_ = {expanded_.get(), pixels.size()};
 }
 
 PacFile::MipMap* PacFile::MipMaps::AddChain(MipMap mipmap) {

@@ -121,13 +121,14 @@ public:
         // coder's `selector`; false when it cannot. The size is checked before anything is allocated.
         bool expand(std::span<const std::uint8_t> stored, std::uint64_t realSize, unsigned selector);
         // A block made here: the mipmap keeps both.
-        void setBlock(std::vector<std::uint8_t> stored, std::vector<std::uint8_t> pixels);
+        void setBlock(std::vector<std::uint8_t> stored, std::span<const std::uint8_t> pixels);
 
     private:
         friend class PacFile;
         std::size_t position_ = 0;  // in the list
         std::vector<std::uint8_t> ownedStored_;
-        std::vector<std::uint8_t> expanded_;
+        // Not a vector: a block is expanded over memory that nothing needs to clear first.
+        std::unique_ptr<std::uint8_t[]> expanded_;
         std::span<const std::uint8_t> stored_;
         std::span<const std::uint8_t> pixels_;
     };

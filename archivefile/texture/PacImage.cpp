@@ -209,7 +209,7 @@ int PacFile::buildFromImage(const TextureImage& image, int type, Quality quality
                                   level->width(), level->height(), stored.size(), LargestBlock);
                 OFFS_.offsets[static_cast<std::size_t>(OFFS_.count++)] = static_cast<std::uint32_t>(position);
                 position += RecordHeader + stored.size();
-                mipmap.setBlock(std::move(stored), std::move(pixels));
+                mipmap.setBlock(std::move(stored), pixels);
                 mipMaps_.AddChain(std::move(mipmap));
                 if (level->width() == SmallestSide && level->height() == SmallestSide) break;
                 smaller = level->halved(std::max(SmallestSide, level->width() / 2),

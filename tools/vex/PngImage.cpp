@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -28,15 +29,23 @@ constexpr int FilterChoice = SPNG_FILTER_CHOICE_UP;
 // Bounds for hostile files: no chunk, nor all the chunks kept together, may claim more than this.
 constexpr std::size_t ChunkLimit = 64u << 20;
 
-bool readAll(const std::string& path, std::vector<unsigned char>& bytes) {
-    if (path == "-") {
-        bytes.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
-        return !std::cin.bad();
+// The whole file, or false with the reason in `error`.
+bool readAll(const std::string& path, std::vector<unsigned char>& bytes, std::string& error) {
+    std::error_code ignored;
+    if (path != "-" && std::filesystem::is_directory(path, ignored)) {
+        error = path + " is a folder";
+        return false;
     }
-    std::ifstream in(path, std::ios::binary);
-    if (!in) return false;
-    bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    return !in.bad();
+    try {
+        std::ifstream file;
+        if (path != "-") file.open(path, std::ios::binary);
+        std::istream& in = path == "-" ? std::cin : file;
+        if (in) bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+        if (in.bad() || (path != "-" && !file.is_open())) error = "cannot read " + path;
+    } catch (const std::exception&) {
+        error = "cannot read " + path;
+    }
+    return error.empty();
 }
 
 }  // namespace
@@ -44,10 +53,7 @@ bool readAll(const std::string& path, std::vector<unsigned char>& bytes) {
 bool PngImage::read(const std::string& path, archivefile::TextureImage& image, unsigned largestSide,
                     std::string& error) {
     std::vector<unsigned char> bytes;
-    if (!readAll(path, bytes)) {
-        error = "cannot read " + path;
-        return false;
-    }
+    if (!readAll(path, bytes, error)) return false;
     Context context(spng_ctx_new(0), spng_ctx_free);
     if (!context) {
         error = "out of memory";
