@@ -32,5 +32,9 @@ if has config && "$vex" config --help | grep -q compile; then
   step config compile samples/mod/config.cpp -I samples -o "$out/config.bin"
   step config decode "$out/config.bin"
 fi
+if has texture; then
+  step texture from-png samples/textures/emblem.png -o "$out/emblem.paa"
+  step -v texture to-png "$out/emblem.paa" -o "$out/emblem.png"
+fi
 echo
 echo "demo: done"
