@@ -176,7 +176,8 @@ public:
     void Close();
 
     // Writes the texture (".paa" is added to a name without extension): the type word, the taggs in a
-    // fixed order, the palette and the mipmaps as read. The file is replaced only once complete.
+    // fixed order, the palette and the mipmaps as read. The file is replaced only once complete. 0, 6
+    // when the output cannot be made, or 18 for a procedure text shorter than 2.
     int CreatePac(const char* path);
 
     static const char* GetTypeStr(int type);
@@ -220,7 +221,6 @@ private:
     int ProcessSWIZ();
     int ProcessPROC();
     int ProcessOFFS();
-    int processValueTagg(Tagg& tagg, const char* name);
     void checkTaggsSuitType();
     template <class OpenInput>
     int openWith(OpenInput&& openInput, LogCallback callback, int typeFilter);

@@ -69,30 +69,24 @@ struct TypeRule {
     unsigned required;
     unsigned forbidden;
     const char* broken;  // what typeRuleBroken() says
+    bool read = true;    // false: the type is listed, then refused, whatever its taggs
 };
 
-// RGB8 and DXT2 to DXT4 are listed but their mipmaps are not read: they always stop here.
-constexpr TypeRule unreadType{0, 0, "this type is listed but its mipmaps are not read"};
-
-const TypeRule& ruleOf(int type) {
-    static constexpr TypeRule demo{0, Flag | Swiz | Proc | Maxc | Offs, "type 0 takes no FLAG, SWIZ, PROC, MAXC or OFFS tagg"};
-    static constexpr TypeRule indexed{Avgc, Flag | Swiz | Proc | Maxc | Offs,
-                                      "an index texture needs AVGC and takes no FLAG, SWIZ, PROC, MAXC or OFFS tagg"};
-    static constexpr TypeRule argb4444{Avgc, Swiz | Proc, "an RGB4 texture needs AVGC and takes no SWIZ or PROC tagg"};
-    static constexpr TypeRule argb1555{Maxc | Avgc | Offs, Swiz | Proc,
-                                       "an RGB5 texture needs MAXC, AVGC and OFFS and takes no SWIZ or PROC tagg"};
-    static constexpr TypeRule grey{0, Swiz | Proc, "a GREY texture takes no SWIZ or PROC tagg"};
-    static constexpr TypeRule dxt1{Avgc | Offs, 0, "a DXT1 texture needs AVGC and OFFS"};
-    static constexpr TypeRule dxt5{Maxc, Proc, "a DXT5 texture needs MAXC and takes no PROC tagg"};
+TypeRule ruleOf(int type) {
     switch (type) {
-    case PacFile::TypeDemo: return demo;
-    case PacFile::TypeIndexed: return indexed;
-    case PacFile::TypeArgb4444: return argb4444;
-    case PacFile::TypeArgb1555: return argb1555;
-    case PacFile::TypeGrey: return grey;
-    case PacFile::TypeDxt1: return dxt1;
-    case PacFile::TypeDxt5: return dxt5;
-    default: return unreadType;
+    case PacFile::TypeDemo:
+        return {0, Flag | Swiz | Proc | Maxc | Offs, "type 0 takes no FLAG, SWIZ, PROC, MAXC or OFFS tagg"};
+    case PacFile::TypeIndexed:
+        return {Avgc, Flag | Swiz | Proc | Maxc | Offs,
+                "an index texture needs AVGC and takes no FLAG, SWIZ, PROC, MAXC or OFFS tagg"};
+    case PacFile::TypeArgb4444: return {Avgc, Swiz | Proc, "an RGB4 texture needs AVGC and takes no SWIZ or PROC tagg"};
+    case PacFile::TypeArgb1555:
+        return {Maxc | Avgc | Offs, Swiz | Proc, "an RGB5 texture needs MAXC, AVGC and OFFS and takes no SWIZ or PROC tagg"};
+    case PacFile::TypeGrey: return {0, Swiz | Proc, "a GREY texture takes no SWIZ or PROC tagg"};
+    case PacFile::TypeDxt1: return {Avgc | Offs, 0, "a DXT1 texture needs AVGC and OFFS"};
+    case PacFile::TypeDxt5: return {Maxc, Proc, "a DXT5 texture needs MAXC and takes no PROC tagg"};
+    // RGB8 and DXT2 to DXT4 are listed but their mipmaps are not read.
+    default: return {0, 0, "this type is listed but its mipmaps are not read", false};
     }
 }
 
@@ -186,16 +180,29 @@ int PacFile::ReadTagg(int& paletteCount) {
     return UnknownTagg;
 }
 
-int PacFile::processValueTagg(Tagg& tagg, const char* name) {
-    if (const int result = tagg.Read(&stream_)) return result;
-    stream_.Throw(GE_NoError, "%s: %08X\r\n", name, tagg.value);
+int PacFile::ProcessAVGC() {
+    if (const int result = AVGC_.Read(&stream_)) return result;
+    stream_.Throw(GE_NoError, "AVGC: %08X\r\n", AVGC_.value);
     return 0;
 }
 
-int PacFile::ProcessAVGC() { return processValueTagg(AVGC_, "AVGC"); }
-int PacFile::ProcessMAXC() { return processValueTagg(MAXC_, "MAXC"); }
-int PacFile::ProcessFLAG() { return processValueTagg(FLAG_, "FLAG"); }
-int PacFile::ProcessSWIZ() { return processValueTagg(SWIZ_, "SWIZ"); }
+int PacFile::ProcessMAXC() {
+    if (const int result = MAXC_.Read(&stream_)) return result;
+    stream_.Throw(GE_NoError, "MAXC: %08X\r\n", MAXC_.value);
+    return 0;
+}
+
+int PacFile::ProcessFLAG() {
+    if (const int result = FLAG_.Read(&stream_)) return result;
+    stream_.Throw(GE_NoError, "FLAG: %08X\r\n", FLAG_.value);
+    return 0;
+}
+
+int PacFile::ProcessSWIZ() {
+    if (const int result = SWIZ_.Read(&stream_)) return result;
+    stream_.Throw(GE_NoError, "SWIZ: %08X\r\n", SWIZ_.value);
+    return 0;
+}
 
 int PacFile::ProcessPROC() {
     if (const int result = PROC_.Read(&stream_)) return result;
@@ -212,8 +219,8 @@ int PacFile::ProcessOFFS() {
 void PacFile::checkTaggsSuitType() {
     const unsigned present = (AVGC_.present ? Avgc : 0) | (MAXC_.present ? Maxc : 0) | (FLAG_.present ? Flag : 0) |
                              (SWIZ_.present ? Swiz : 0) | (PROC_.present ? Proc : 0) | (OFFS_.present ? Offs : 0);
-    const TypeRule& rule = ruleOf(type_);
-    if (&rule == &unreadType || (present & rule.required) != rule.required || (present & rule.forbidden) != 0) {
+    const TypeRule rule = ruleOf(type_);
+    if (!rule.read || (present & rule.required) != rule.required || (present & rule.forbidden) != 0) {
         typeRuleBroken_ = rule.broken;
         raise(GE_DebugTrap);
     }
@@ -239,9 +246,10 @@ int PacFile::MipMaps::ReadMipMaps(VexFileIO* stream, int type, const OFFSTagg& o
         mipmap.height = height;
         const auto sizeInFile = static_cast<std::uint32_t>(stream->ReadTriByte());
         const std::uint64_t realSize = realSizeOf(type, mipmap.width, mipmap.height);
-        stream->Throw(GE_NoError, "%c%4d x %4d Real Size %7llu: Size in file %7u\r\n",
+        // The real size is printed in 64 bits: 32767 x 65535 x 2 does not fit in 32.
+        stream->Throw(GE_NoError, "%c%4d x %4d Real Size %7llu: Size in file %7d\r\n",
                       mipmap.compressed || mipmap.marker ? '*' : ' ', mipmap.width, mipmap.height,
-                      static_cast<unsigned long long>(realSize), sizeInFile);
+                      static_cast<unsigned long long>(realSize), static_cast<int>(sizeInFile));
         const std::span<const std::uint8_t> stored(stream->FreadPtr(1, sizeInFile), sizeInFile);
         if (!mipmap.expand(stored, realSize, selectorOf(type, mipmap))) return BadCompression;
         AddChain(std::move(mipmap));

@@ -22,13 +22,11 @@ check "from-png writes IN.paa beside the image" test -f emblem.paa
 check "an image with alpha becomes DXT5" test "$(head_hex 2 emblem.paa)" = 05ff
 "$VEX" texture from-png emblem.png --format argb4444 -o argb.paa 2>err
 check "the output is named with its type, size and mipmaps" grep -q '^argb.paa: RGB4, 128 x 128, 6 mipmaps, [0-9]* bytes$' err
-check "RGB4 is written with its type word" test "$(head_hex 2 argb.paa)" = 4444
 
 "$VEX" -q texture to-png emblem.paa -o back.png
 check "to-png writes a PNG" test "$(head_hex 8 back.png)" = 89504e470d0a1a0a
 "$VEX" -v texture to-png emblem.paa -o verbose.png 2>err
 check "-v shows the texture's report" grep -q '^\* 128 x  128 Real Size   16384: Size in file' err
-check "and where the image went" grep -q '^verbose.png: DXT5 mipmap 0, 128 x 128$' err
 "$VEX" -q texture to-png emblem.paa -o - >stdout.png
 check "-o - writes the PNG to standard output" cmp -s back.png stdout.png
 "$VEX" -q texture from-png - -o piped.paa <back.png
@@ -55,13 +53,10 @@ printf 'not a texture at all\n' >foreign.paa
 mkdir folder.paa
 check "an empty texture is Premature EOF" test "$(status_of "$VEX" texture to-png empty.paa)" -eq 1
 check "named as such" grep -q 'empty.paa: Premature EOF (code 1)' err
-check "a foreign file ends in a code" test "$(status_of "$VEX" texture to-png foreign.paa)" -eq 1
 check "a folder is an invalid file" test "$(status_of "$VEX" texture to-png folder.paa)" -eq 1
 check "so named" grep -q 'folder.paa: invalid file (code 3)' err
-check "a missing texture is an invalid file" test "$(status_of "$VEX" texture to-png missing.paa)" -eq 1
 check "a foreign image is refused" test "$(status_of "$VEX" texture from-png foreign.paa -o x.paa)" -eq 1
 check "as no PNG" grep -q 'foreign.paa is not a PNG that can be read' err
-check "an empty image is refused" test "$(status_of "$VEX" texture from-png empty.paa -o x.paa)" -eq 1
 check "a folder as image is refused" test "$(status_of "$VEX" texture from-png folder.paa -o x.paa)" -eq 1
 check "nothing is left behind" test ! -e x.paa
 
