@@ -7,6 +7,7 @@
 
 #include "archivefile/foundation/BlockCoder.h"
 #include "archivefile/foundation/GenericError.h"
+#include "archivefile/foundation/Guarded.h"
 
 namespace archivefile {
 
@@ -24,6 +25,18 @@ void PacFile::Clear() {
     PROC_.text.Clear();
     OFFS_ = {};
     palette_ = {};
+}
+
+int PacFile::replaceWith(LogCallback callback, const std::function<int()>& body) {
+    Close();
+    typeRuleBroken_ = "";
+    callback_ = callback;
+    stream_.SetErrCallBack(callback);
+    stream_.SetCallBack(callback);
+    const int result = guarded(stream_, body, [] {});
+    // Only a texture that was read or made through stays: its palette and blocks live in the file image.
+    if (result != 0) Close();
+    return result;
 }
 
 void PacFile::Close() {

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <vector>
@@ -222,8 +223,8 @@ private:
     int ProcessPROC();
     int ProcessOFFS();
     void checkTaggsSuitType();
-    template <class OpenInput>
-    int openWith(OpenInput&& openInput, LogCallback callback, int typeFilter);
+    // Runs `body` on a cleared texture, with `callback` for its lines; a failed body leaves it closed.
+    int replaceWith(LogCallback callback, const std::function<int()>& body);
 
     VexDLL* parent_;
     std::uint16_t type_ = TypeDemo;

@@ -162,64 +162,56 @@ int PacFile::decodeImage(const MipMap& mipmap, TextureImage& image) {
 }
 
 int PacFile::buildFromImage(const TextureImage& image, int type, Quality quality, LogCallback callback) {
-    Close();
-    callback_ = callback;
-    stream_.SetErrCallBack(callback);
-    stream_.SetCallBack(callback);
-    const int result = guarded(
-        stream_,
-        [&] {
-            if (!isDxt(type) && type != TypeArgb4444 && type != TypeArgb1555 && type != TypeGrey)
-                stream_.Throw(UnknownFormat, "PacFile: textures are made as DXT1, DXT5, RGB4, RGB5 or GREY, not %s\r\n",
-                              GetTypeStr(type));
-            const auto fits = [](std::uint32_t side) {
-                return std::has_single_bit(side) && side >= SmallestSide && side <= LargestSide;
-            };
-            if (!fits(image.width()) || !fits(image.height()))
-                stream_.Throw(UnknownFormat,
-                              "PacFile: the image is %u x %u; a texture's sides are powers of two from 4 to 16384\r\n",
-                              image.width(), image.height());
-            type_ = static_cast<std::uint16_t>(type);
-            const auto [average, largest] = averageAndLargest(image);
-            AVGC_ = {1, average};
-            MAXC_ = {1, largest};
-            if (!image.isOpaque()) FLAG_ = {1, 1};
-            OFFS_.present = 1;
+    return replaceWith(callback, [&] {
+        if (!isDxt(type) && type != TypeArgb4444 && type != TypeArgb1555 && type != TypeGrey)
+            stream_.Throw(UnknownFormat, "PacFile: textures are made as DXT1, DXT5, RGB4, RGB5 or GREY, not %s\r\n",
+                          GetTypeStr(type));
+        const auto fits = [](std::uint32_t side) {
+            return std::has_single_bit(side) && side >= SmallestSide && side <= LargestSide;
+        };
+        if (!fits(image.width()) || !fits(image.height()))
+            stream_.Throw(UnknownFormat,
+                          "PacFile: the image is %u x %u; a texture's sides are powers of two from 4 to 16384\r\n",
+                          image.width(), image.height());
+        type_ = static_cast<std::uint16_t>(type);
+        const auto [average, largest] = averageAndLargest(image);
+        AVGC_ = {1, average};
+        MAXC_ = {1, largest};
+        if (!image.isOpaque()) FLAG_ = {1, 1};
+        OFFS_.present = 1;
 
-            // Everything before the first record: type word, taggs and an empty palette's count.
-            std::uint64_t position = 2 + ValueTaggSize * (FLAG_.present ? 3 : 2) + OffsetTaggSize + 2;
-            BlockCoder coder;
-            TextureImage smaller;
-            const TextureImage* level = &image;
-            while (true) {
-                std::vector<std::uint8_t> pixels = encodePixels(*level, type, quality);
-                // DXT blocks are stored as they are unless LZO shrinks them; the other types are always
-                // LZSS, which the reader takes them to be when the width's top bit is clear.
-                const bool lzss = !isDxt(type);
-                const std::int64_t packed = coder.compress(pixels, lzss ? BlockCoder::LzssFlag : BlockCoder::LzoFlag);
-                MipMap mipmap;
-                mipmap.width = static_cast<std::uint16_t>(level->width());
-                mipmap.height = static_cast<std::uint16_t>(level->height());
-                mipmap.compressed = !lzss && packed > 0 && static_cast<std::uint64_t>(packed) < pixels.size();
-                std::vector<std::uint8_t> stored = lzss || mipmap.compressed
-                                                       ? std::vector<std::uint8_t>(coder.output().begin(), coder.output().end())
-                                                       : pixels;
-                if (stored.size() > LargestBlock)
-                    stream_.Throw(UnknownFormat, "PacFile: the %u x %u mipmap takes %zu bytes, more than a record holds (%zu)\r\n",
-                                  level->width(), level->height(), stored.size(), LargestBlock);
-                OFFS_.offsets[static_cast<std::size_t>(OFFS_.count++)] = static_cast<std::uint32_t>(position);
-                position += RecordHeader + stored.size();
-                mipmap.setBlock(std::move(stored), pixels);
-                mipMaps_.AddChain(std::move(mipmap));
-                if (level->width() == SmallestSide && level->height() == SmallestSide) break;
-                smaller = level->halved(std::max(SmallestSide, level->width() / 2),
-                                        std::max(SmallestSide, level->height() / 2));
-                level = &smaller;
-            }
-        },
-        [] {});
-    if (result != 0) Close();
-    return result;
+        // Everything before the first record: type word, taggs and an empty palette's count.
+        std::uint64_t position = 2 + ValueTaggSize * (FLAG_.present ? 3 : 2) + OffsetTaggSize + 2;
+        BlockCoder coder;
+        TextureImage smaller;
+        const TextureImage* level = &image;
+        while (true) {
+            std::vector<std::uint8_t> pixels = encodePixels(*level, type, quality);
+            // DXT blocks are stored as they are unless LZO shrinks them; the other types are always
+            // LZSS, which the reader takes them to be when the width's top bit is clear.
+            const bool lzss = !isDxt(type);
+            const std::int64_t packed = coder.compress(pixels, lzss ? BlockCoder::LzssFlag : BlockCoder::LzoFlag);
+            MipMap mipmap;
+            mipmap.width = static_cast<std::uint16_t>(level->width());
+            mipmap.height = static_cast<std::uint16_t>(level->height());
+            mipmap.compressed = !lzss && packed > 0 && static_cast<std::uint64_t>(packed) < pixels.size();
+            std::vector<std::uint8_t> stored = lzss || mipmap.compressed
+                                                   ? std::vector<std::uint8_t>(coder.output().begin(), coder.output().end())
+                                                   : pixels;
+            if (stored.size() > LargestBlock)
+                stream_.Throw(UnknownFormat, "PacFile: the %u x %u mipmap takes %zu bytes, more than a record holds (%zu)\r\n",
+                              level->width(), level->height(), stored.size(), LargestBlock);
+            OFFS_.offsets[static_cast<std::size_t>(OFFS_.count++)] = static_cast<std::uint32_t>(position);
+            position += RecordHeader + stored.size();
+            mipmap.setBlock(std::move(stored), pixels);
+            mipMaps_.AddChain(std::move(mipmap));
+            if (level->width() == SmallestSide && level->height() == SmallestSide) break;
+            smaller = level->halved(std::max(SmallestSide, level->width() / 2),
+                                    std::max(SmallestSide, level->height() / 2));
+            level = &smaller;
+        }
+        return 0;
+    });
 }
 
 }  // namespace archivefile

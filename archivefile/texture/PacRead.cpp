@@ -4,7 +4,6 @@
 
 #include "archivefile/foundation/BlockCoder.h"
 #include "archivefile/foundation/GenericError.h"
-#include "archivefile/foundation/Guarded.h"
 #include "archivefile/foundation/PathRules.h"
 #include "archivefile/foundation/Platform.h"
 #include "archivefile/texture/PacFile.h"
@@ -93,44 +92,23 @@ TypeRule ruleOf(int type) {
 }  // namespace
 
 int PacFile::Open(const char* path, LogCallback callback, int typeFilter) {
-    return openWith(
-        [&] {
-            const std::string_view name = path != nullptr ? path : "";
-            // A folder opens like a file on some systems and would then read as garbage.
-            if (name.empty() || Platform::isFolder(paths::native(name))) raise(GE_InvalidFile);
-            if (!stream_.OpenFile(path, "pac") && !stream_.OpenFile(path, "paa")) raise(GE_InvalidFile);
-            // The palette and the pixel blocks are used in place, which needs the whole file in memory.
-            if (stream_.IsHuge() != 0) raise(GE_OutOfMemory);
-        },
-        callback, typeFilter);
+    return replaceWith(callback, [&] {
+        const std::string_view name = path != nullptr ? path : "";
+        // A folder opens like a file on some systems and would then read as garbage.
+        if (name.empty() || Platform::isFolder(paths::native(name))) raise(GE_InvalidFile);
+        if (!stream_.OpenFile(path, "pac") && !stream_.OpenFile(path, "paa")) raise(GE_InvalidFile);
+        // The palette and the pixel blocks are used in place, which needs the whole file in memory.
+        if (stream_.IsHuge() != 0) raise(GE_OutOfMemory);
+        return Process(callback, typeFilter);
+    });
 }
 
 int PacFile::Open(const unsigned char* data, int length, LogCallback callback, int typeFilter) {
-    return openWith(
-        [&] {
-            if (data == nullptr || length < 0) raise(GE_InvalidFile);
-            stream_.OpenPseudoFile(data, static_cast<std::uint64_t>(length));
-        },
-        callback, typeFilter);
-}
-
-template <class OpenInput>
-int PacFile::openWith(OpenInput&& openInput, LogCallback callback, int typeFilter) {
-    Close();
-    typeRuleBroken_ = "";
-    callback_ = callback;
-    stream_.SetErrCallBack(callback);
-    stream_.SetCallBack(callback);
-    const int result = guarded(
-        stream_,
-        [&] {
-            openInput();
-            return Process(callback, typeFilter);
-        },
-        [] {});
-    // Only a texture that was read through stays open: its palette and blocks live in the file image.
-    if (result != 0) Close();
-    return result;
+    return replaceWith(callback, [&] {
+        if (data == nullptr || length < 0) raise(GE_InvalidFile);
+        stream_.OpenPseudoFile(data, static_cast<std::uint64_t>(length));
+        return Process(callback, typeFilter);
+    });
 }
 
 int PacFile::Process(LogCallback, int typeFilter) {

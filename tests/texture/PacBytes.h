@@ -1,5 +1,6 @@
 // Textures made byte by byte for the tests: a type word, taggs with any name and payload, a palette
-// count with triplets, mipmap records in either form with any block, and the end words.
+// count with triplets, mipmap records in either form with any block, and the end words; and a
+// callback that keeps what the operations report.
 #pragma once
 
 #include <array>
@@ -71,6 +72,14 @@ public:
 private:
     std::string bytes_;
 };
+
+// The lines that texture operations report to `collect`.
+inline std::string lines;
+
+inline bool collect(const char* text, ...) {
+    lines += text;
+    return true;
+}
 
 // `data` as a block of the coder's method `flags` (LZSS, LZO or byte-run).
 inline std::string packed(const std::string& data, unsigned flags) {

@@ -13,16 +13,11 @@
 using namespace archivefile;
 using archivefile::testing::PacBytes;
 using archivefile::testing::TempFolder;
+using archivefile::testing::collect;
+using archivefile::testing::lines;
 using archivefile::testing::packed;
 
 namespace {
-
-std::string lines;
-
-bool collect(const char* text, ...) {
-    lines += text;
-    return true;
-}
 
 class PacRead : public ::testing::Test {
 protected:

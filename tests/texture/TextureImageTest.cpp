@@ -15,16 +15,11 @@
 using namespace archivefile;
 using archivefile::testing::PacBytes;
 using archivefile::testing::TempFolder;
+using archivefile::testing::collect;
+using archivefile::testing::lines;
 using archivefile::testing::packed;
 
 namespace {
-
-std::string lines;
-
-bool collect(const char* text, ...) {
-    lines += text;
-    return true;
-}
 
 TextureImage imageOf(std::uint32_t width, std::uint32_t height, std::vector<std::uint8_t> rgba) {
     TextureImage image(width, height);
