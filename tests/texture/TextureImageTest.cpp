@@ -143,6 +143,9 @@ TEST(TextureBuild, EveryFormatComesBackWithinItsError) {
         EXPECT_EQ(read.flag().present, c.alpha ? 1 : 0);
         EXPECT_EQ(read.offs().count, 5);  // 64 x 32, 32 x 16, 16 x 8, 8 x 4, 4 x 4
         EXPECT_EQ(read.mipMaps().GetLast()->width, 4);
+        const std::string again = folder / "again.paa";
+        ASSERT_EQ(read.CreatePac(again.c_str()), 0);
+        EXPECT_EQ(TempFolder::read(again), TempFolder::read(path));
         TextureImage decoded;
         ASSERT_EQ(read.decodeImage(*read.mipMaps().GetFirst(), decoded), 0);
         if (c.leastPsnr > 0) {
