@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         const archivefile::PacFile::MipMaps& mipmaps = texture.mipMaps();
         for (const archivefile::PacFile::MipMap* m = mipmaps.GetFirst(); m != nullptr; m = mipmaps.GetNext(m)) {
             archivefile::TextureImage image;
-            texture.decodeImage(*m, image);
+            texture.decodeImage(*m, image, quiet);
         }
     }
     texture.Close();

@@ -31,12 +31,16 @@ int PacFile::replaceWith(LogCallback callback, const std::function<int()>& body)
     Close();
     typeRuleBroken_ = "";
     callback_ = callback;
-    stream_.SetErrCallBack(callback);
-    stream_.SetCallBack(callback);
+    sendLinesTo(callback);
     const int result = guarded(stream_, body, [] {});
     // Only a texture that was read or made through stays: its palette and blocks live in the file image.
     if (result != 0) Close();
     return result;
+}
+
+void PacFile::sendLinesTo(LogCallback callback) {
+    stream_.SetErrCallBack(callback);
+    stream_.SetCallBack(callback);
 }
 
 void PacFile::Close() {

@@ -200,8 +200,9 @@ public:
     VexDLL* parent() const { return parent_; }
 
     // The RGBA pixels of one mipmap of an open texture (DXT1, DXT5, ARGB4444, ARGB1555, GREY and index
-    // textures): 0, or 10 with a line saying why the mipmap cannot be shown.
-    int decodeImage(const MipMap& mipmap, TextureImage& image);
+    // textures): 0, or 10 with a line to `callback` saying why the mipmap cannot be shown. The texture's
+    // own lines keep going to the callback it was opened with.
+    int decodeImage(const MipMap& mipmap, TextureImage& image, LogCallback callback);
     // Replaces the texture with `image` stored as `type` (DXT1, DXT5, ARGB4444, ARGB1555 or GREY), with
     // mipmaps halved in linear light down to 4 x 4 and the AVGC, MAXC, OFFS (and, for an image with
     // alpha, FLAG) taggs; the sides must be powers of two from 4 to 16384. 0, or 10 with a line saying
@@ -225,6 +226,8 @@ private:
     void checkTaggsSuitType();
     // Runs `body` on a cleared texture, with `callback` for its lines; a failed body leaves it closed.
     int replaceWith(LogCallback callback, const std::function<int()>& body);
+    // Where the stream sends every line from now on.
+    void sendLinesTo(LogCallback callback);
 
     VexDLL* parent_;
     std::uint16_t type_ = TypeDemo;

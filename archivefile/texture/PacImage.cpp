@@ -105,8 +105,9 @@ std::pair<std::uint32_t, std::uint32_t> averageAndLargest(const TextureImage& im
 
 }  // namespace
 
-int PacFile::decodeImage(const MipMap& mipmap, TextureImage& image) {
-    return guarded(
+int PacFile::decodeImage(const MipMap& mipmap, TextureImage& image, LogCallback callback) {
+    sendLinesTo(callback);
+    const int result = guarded(
         stream_,
         [&] {
             const std::uint32_t width = mipmap.width;
@@ -159,6 +160,8 @@ int PacFile::decodeImage(const MipMap& mipmap, TextureImage& image) {
             }
         },
         [] {});
+    sendLinesTo(callback_);
+    return result;
 }
 
 int PacFile::buildFromImage(const TextureImage& image, int type, Quality quality, LogCallback callback) {

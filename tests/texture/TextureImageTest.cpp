@@ -43,15 +43,24 @@ double psnr(const TextureImage& a, const TextureImage& b) {
     return 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.pixels().size()) / std::max(sum, 1e-9));
 }
 
+// Why a mipmap could not be decoded, apart from the lines of reading it.
+std::string reasons;
+
+bool collectReason(const char* text, ...) {
+    reasons += text;
+    return true;
+}
+
 // The first mipmap of a texture given as bytes, decoded.
 class TextureDecode : public ::testing::Test {
 protected:
     int decode(const PacBytes& bytes, TextureImage& image) {
         data_ = bytes.bytes();
         lines.clear();
+        reasons.clear();
         const int opened = pac.Open(reinterpret_cast<const unsigned char*>(data_.data()), static_cast<int>(data_.size()),
                                     collect);
-        return opened != 0 ? opened : pac.decodeImage(*pac.mipMaps().GetFirst(), image);
+        return opened != 0 ? opened : pac.decodeImage(*pac.mipMaps().GetFirst(), image, collectReason);
     }
     PacFile pac{nullptr};
 
@@ -100,13 +109,14 @@ TEST_F(TextureDecode, EveryPixelLayoutDecodes) {
     ASSERT_EQ(decode(indexed(std::string("\x01\x00", 2)), image), 0);
     EXPECT_EQ(pixelsOf(image), (std::vector<std::uint8_t>{0x40, 0x50, 0x60, 255, 0x10, 0x20, 0x30, 255}));
     EXPECT_EQ(decode(indexed(std::string("\x02\x00", 2)), image), PacFile::UnknownFormat);
-    EXPECT_EQ(lines.substr(lines.rfind("PacFile")), "PacFile: pixel 0 names colour 2 of a palette of 2\r\n");
+    EXPECT_EQ(reasons, "PacFile: pixel 0 names colour 2 of a palette of 2\r\n");
+    EXPECT_EQ(lines.find("PacFile"), std::string::npos);
 
     // Mipmaps too small for a DXT block, and types that are not images, are refused with a reason.
     EXPECT_EQ(decode(PacBytes().word(0xFF05).raw(maxc).word(0).mipmap(2, 2, "abcd").end(), image), PacFile::UnknownFormat);
-    EXPECT_NE(lines.find("PacFile: a 2 x 2 mipmap holds 4 bytes of DXT blocks, not 16\r\n"), std::string::npos);
+    EXPECT_EQ(reasons, "PacFile: a 2 x 2 mipmap holds 4 bytes of DXT blocks, not 16\r\n");
     EXPECT_EQ(decode(PacBytes().word(0).mipmap(4, 4, std::string(8, 'a')).end(), image), PacFile::UnknownFormat);
-    EXPECT_NE(lines.find("PacFile: DEMO textures cannot be turned into images\r\n"), std::string::npos);
+    EXPECT_EQ(reasons, "PacFile: DEMO textures cannot be turned into images\r\n");
 }
 
 TEST(TextureBuild, EveryFormatComesBackWithinItsError) {
@@ -147,7 +157,7 @@ TEST(TextureBuild, EveryFormatComesBackWithinItsError) {
         ASSERT_EQ(read.CreatePac(again.c_str()), 0);
         EXPECT_EQ(TempFolder::read(again), TempFolder::read(path));
         TextureImage decoded;
-        ASSERT_EQ(read.decodeImage(*read.mipMaps().GetFirst(), decoded), 0);
+        ASSERT_EQ(read.decodeImage(*read.mipMaps().GetFirst(), decoded, collect), 0);
         if (c.leastPsnr > 0) {
             EXPECT_GT(psnr(image, decoded), c.leastPsnr);
             if (c.alpha) {

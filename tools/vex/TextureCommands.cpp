@@ -69,7 +69,7 @@ std::string withoutExtension(const std::string& path, const char* extension) {
 int writeMipMap(Tool& tool, PacFile& texture, const std::string& input, const PacFile::MipMap& mipmap, int index,
                 const std::string& output) {
     archivefile::TextureImage image;
-    const int code = texture.decodeImage(mipmap, image);
+    const int code = texture.decodeImage(mipmap, image, tool.callback());
     if (code != archivefile::GE_NoError)
         return reportTexture(tool, texture, input + ", mipmap " + std::to_string(index), code);
     std::string error;
