@@ -117,12 +117,17 @@ int PacFile::decodeImage(const MipMap& mipmap, TextureImage& image, LogCallback 
                 stream_.Throw(UnknownFormat, "PacFile: a %u x %u mipmap has no pixels\r\n", width, height);
             if (isDxt(type_)) {
                 const std::size_t needed = dxtBytes(type_, width, height);
-                if (pixels.size() < needed)
+                // A side under 4 still takes whole blocks, more than the real size the reader expands to
+                // (a 2 x 2 DXT1 mipmap is 2 bytes by it, one block of 8 on disk): a block stored as it is
+                // holds them all.
+                const std::span<const std::uint8_t> blocks =
+                    pixels.size() < needed && !mipmap.compressed ? mipmap.stored() : pixels;
+                if (blocks.size() < needed)
                     stream_.Throw(UnknownFormat, "PacFile: a %u x %u mipmap holds %zu bytes of DXT blocks, not %zu\r\n",
-                                  width, height, pixels.size(), needed);
+                                  width, height, blocks.size(), needed);
                 image = TextureImage(width, height);
                 squish::DecompressImage(image.pixels().data(), static_cast<int>(width), static_cast<int>(height),
-                                        pixels.data(), type_ == TypeDxt1 ? squish::kDxt1 : squish::kDxt5);
+                                        blocks.data(), type_ == TypeDxt1 ? squish::kDxt1 : squish::kDxt5);
                 return;
             }
             if (type_ != TypeArgb4444 && type_ != TypeArgb1555 && type_ != TypeGrey && type_ != TypeIndexed)

@@ -112,7 +112,11 @@ TEST_F(TextureDecode, EveryPixelLayoutDecodes) {
     EXPECT_EQ(reasons, "PacFile: pixel 0 names colour 2 of a palette of 2\r\n");
     EXPECT_EQ(lines.find("PacFile"), std::string::npos);
 
-    // Mipmaps too small for a DXT block, and types that are not images, are refused with a reason.
+    // A 2 x 2 DXT5 mipmap stored as it is shows from its whole block, though its real size is 4 bytes;
+    // one that holds less than a block, and types that are not images, are refused with a reason.
+    const std::string red("\xFF\xFF\0\0\0\0\0\0\x00\xF8\0\0\0\0\0\0", 16);
+    ASSERT_EQ(decode(PacBytes().word(0xFF05).raw(maxc).word(0).mipmap(2, 2, red).end(), image), 0);
+    EXPECT_EQ(pixelsOf(image), (std::vector<std::uint8_t>{255, 0, 0, 255, 255, 0, 0, 255, 255, 0, 0, 255, 255, 0, 0, 255}));
     EXPECT_EQ(decode(PacBytes().word(0xFF05).raw(maxc).word(0).mipmap(2, 2, "abcd").end(), image), PacFile::UnknownFormat);
     EXPECT_EQ(reasons, "PacFile: a 2 x 2 mipmap holds 4 bytes of DXT blocks, not 16\r\n");
     EXPECT_EQ(decode(PacBytes().word(0).mipmap(4, 4, std::string(8, 'a')).end(), image), PacFile::UnknownFormat);
