@@ -209,6 +209,8 @@ public:
     // why. CreatePac then writes it.
     int buildFromImage(const TextureImage& image, int type, Quality quality = Quality::Normal,
                        LogCallback callback = nullptr);
+    // Whether buildFromImage takes an image of this size.
+    static bool canBuildFrom(std::uint32_t width, std::uint32_t height);
 
 private:
     // What ReadTagg gives when the list of taggs has ended.

@@ -169,15 +169,19 @@ int PacFile::decodeImage(const MipMap& mipmap, TextureImage& image, LogCallback 
     return result;
 }
 
+bool PacFile::canBuildFrom(std::uint32_t width, std::uint32_t height) {
+    const auto fits = [](std::uint32_t side) {
+        return std::has_single_bit(side) && side >= SmallestSide && side <= LargestSide;
+    };
+    return fits(width) && fits(height);
+}
+
 int PacFile::buildFromImage(const TextureImage& image, int type, Quality quality, LogCallback callback) {
     return replaceWith(callback, [&] {
         if (!isDxt(type) && type != TypeArgb4444 && type != TypeArgb1555 && type != TypeGrey)
             stream_.Throw(UnknownFormat, "PacFile: textures are made as DXT1, DXT5, RGB4, RGB5 or GREY, not %s\r\n",
                           GetTypeStr(type));
-        const auto fits = [](std::uint32_t side) {
-            return std::has_single_bit(side) && side >= SmallestSide && side <= LargestSide;
-        };
-        if (!fits(image.width()) || !fits(image.height()))
+        if (!canBuildFrom(image.width(), image.height()))
             stream_.Throw(UnknownFormat,
                           "PacFile: the image is %u x %u; a texture's sides are powers of two from 4 to 16384\r\n",
                           image.width(), image.height());

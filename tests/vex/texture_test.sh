@@ -45,7 +45,7 @@ check "--mip and --all together are a usage error" test "$(status_of "$VEX" text
 check "a texture of any size shows" test -s odd.png
 echo earlier >odd-again.paa
 check "sides that are no powers of two are refused" test "$(status_of "$VEX" texture from-png odd.png -o odd-again.paa)" -eq 1
-check "with the reason" grep -q "the image is 12 x 4; a texture's sides are powers of two from 4 to 16384" err
+check "with the reason" grep -q "^vex: error: odd.png is 12 x 4; a texture's sides are powers of two from 4 to 16384$" err
 check "and the earlier output kept" grep -qx earlier odd-again.paa
 
 : >empty.paa

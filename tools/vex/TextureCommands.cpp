@@ -135,6 +135,9 @@ int fromPng(Tool& tool, const FromPngOptions& options) {
     archivefile::TextureImage image;
     std::string error;
     if (!PngImage::read(options.input, image, LargestSide, error)) return tool.fail(error);
+    if (!PacFile::canBuildFrom(image.width(), image.height()))
+        return tool.fail(options.input + " is " + std::to_string(image.width()) + " x " +
+                         std::to_string(image.height()) + "; a texture's sides are powers of two from 4 to 16384");
     std::string output = options.output.empty()
                              ? withoutExtension(options.input == "-" ? "texture" : options.input, ".png") + ".paa"
                              : options.output;
