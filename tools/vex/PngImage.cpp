@@ -2,6 +2,7 @@
 
 #include <spng.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -9,6 +10,7 @@
 #include <iostream>
 #include <iterator>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "archivefile/foundation/GenericError.h"
@@ -28,6 +30,13 @@ constexpr int FilterChoice = SPNG_FILTER_CHOICE_UP;
 
 // Bounds for hostile files: no chunk, nor all the chunks kept together, may claim more than this.
 constexpr std::size_t ChunkLimit = 64u << 20;
+
+// Deflate gives at most 1032 bytes for each byte it reads, so a file shorter than its rows divided by
+// this cannot hold them: such a header is refused before the image it claims is allocated.
+constexpr std::uint64_t LargestDeflateRatio = 1032;
+
+// vex says itself why an output cannot be made.
+bool silent(const char*, ...) { return true; }
 
 // The whole file, or false with the reason in `error`.
 bool readAll(const std::string& path, std::vector<unsigned char>& bytes, std::string& error) {
@@ -67,6 +76,14 @@ bool PngImage::read(const std::string& path, archivefile::TextureImage& image, u
     if (status == 0 && (header.width > largestSide || header.height > largestSide)) {
         error = path + " is " + std::to_string(header.width) + " x " + std::to_string(header.height) +
                 ", larger than any texture (" + std::to_string(largestSide) + " a side)";
+        return false;
+    }
+    std::size_t rows = 0;
+    if (status == 0) status = spng_decoded_image_size(context.get(), SPNG_FMT_PNG, &rows);
+    // Each row begins with its filter byte.
+    if (status == 0 && (rows + header.height) / LargestDeflateRatio > bytes.size()) {
+        error = path + " is not a PNG that can be read: it is too short for an image of " +
+                std::to_string(header.width) + " x " + std::to_string(header.height);
         return false;
     }
     if (status == 0) status = spng_decoded_image_size(context.get(), SPNG_FMT_RGBA8, &size);
@@ -114,6 +131,7 @@ bool PngImage::write(const std::string& path, const archivefile::TextureImage& i
         return true;
     }
     archivefile::VexFileIO out;
+    out.SetCallBack(silent);
     try {
         if (!out.CreateFileA(path.c_str())) {
             error = "cannot create " + path;
