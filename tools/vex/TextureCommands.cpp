@@ -1,5 +1,4 @@
-// vex texture to-png and from-png: textures turned into PNG images and PNG images into textures; and the
-// texture report that other commands print for a texture file.
+// vex texture to-png and from-png: textures turned into PNG images and PNG images into textures.
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
@@ -160,15 +159,6 @@ int fromPng(Tool& tool, const FromPngOptions& options) {
 }
 
 }  // namespace
-
-int printTextureReport(Tool& tool, const std::string& path) {
-    PacFile* texture = tool.root().pacFile();
-    if (texture == nullptr) return tool.fail("the texture handler is not available");
-    const int code = openTexture(*texture, path, tool.callback(true));
-    const int status = reportTexture(tool, *texture, path, code);
-    texture->Close();
-    return status;
-}
 
 void addTextureCommands(CLI::App& app, Tool& tool) {
     CLI::App* group = app.add_subcommand("texture", "Turn textures (.paa, .pac) into PNG images and back");

@@ -47,8 +47,4 @@ void addConfigCommands(CLI::App& app, Tool& tool);
 void addPackCommand(CLI::App& app, Tool& tool);
 void addTextureCommands(CLI::App& app, Tool& tool);
 
-// Prints the report of the texture at `path` (its type, taggs, palette and mipmaps, one line each) to
-// standard output; the exit status.
-int printTextureReport(Tool& tool, const std::string& path);
-
 }  // namespace vex
