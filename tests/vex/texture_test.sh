@@ -23,6 +23,10 @@ check "an image with alpha becomes DXT5" test "$(head_hex 2 emblem.paa)" = 05ff
 "$VEX" texture from-png emblem.png --format argb4444 -o argb.paa 2>err
 check "the output is named with its type, size and mipmaps" grep -q '^argb.paa: RGB4, 128 x 128, 6 mipmaps, [0-9]* bytes$' err
 
+mkdir made
+"$VEX" -q texture from-png emblem.png -o made/ && "$VEX" -q texture to-png made/emblem.paa -o made
+check "-o naming a folder writes inside it, under the input's name" test -f made/emblem.paa -a -f made/emblem.png
+
 "$VEX" -q texture to-png emblem.paa -o back.png
 check "to-png writes a PNG" test "$(head_hex 8 back.png)" = 89504e470d0a1a0a
 "$VEX" -v texture to-png emblem.paa -o verbose.png 2>err

@@ -65,6 +65,19 @@ std::string withoutExtension(const std::string& path, const char* extension) {
     return name.string();
 }
 
+// Where a command writes what it makes of `input`: `output` when that names a file; the input's name
+// with `extension` beside the input when no output is named, or inside `output` when that is a folder
+// or ends in a separator.
+std::string outputFor(const std::string& input, const std::string& output, const char* extension) {
+    std::filesystem::path made(input == "-" ? "texture" : input);
+    made.replace_extension(extension);
+    if (output.empty()) return made.string();
+    std::error_code ignored;
+    if (output.back() == '/' || std::filesystem::is_directory(output, ignored))
+        return (std::filesystem::path(output) / made.filename()).string();
+    return output;
+}
+
 int writeMipMap(Tool& tool, PacFile& texture, const std::string& input, const PacFile::MipMap& mipmap, int index,
                 const std::string& output) {
     archivefile::TextureImage image;
@@ -84,9 +97,8 @@ int writeMipMaps(Tool& tool, PacFile& texture, const ToPngOptions& options) {
     for (const PacFile::MipMap* m = texture.mipMaps().GetFirst(); m != nullptr; m = texture.mipMaps().GetNext(m))
         mipmaps.push_back(m);
     if (mipmaps.empty()) return tool.fail(options.input + " has no mipmaps");
-    const std::string base = options.output.empty()
-                                 ? std::filesystem::path(options.input == "-" ? "texture" : options.input).replace_extension().string()
-                                 : withoutExtension(options.output, ".png");
+    const std::string output = outputFor(options.input, options.output, ".png");
+    const std::string base = withoutExtension(output, ".png");
     if (options.all) {
         for (std::size_t index = 0; index < mipmaps.size(); ++index) {
             const int status = writeMipMap(tool, texture, options.input, *mipmaps[index], static_cast<int>(index),
@@ -103,8 +115,7 @@ int writeMipMaps(Tool& tool, PacFile& texture, const ToPngOptions& options) {
     for (std::size_t index = 1; index < mipmaps.size(); ++index)
         if (area(mipmaps[index]) > area(mipmaps[chosen])) chosen = index;
     if (options.mip >= 0) chosen = static_cast<std::size_t>(options.mip);
-    return writeMipMap(tool, texture, options.input, *mipmaps[chosen], static_cast<int>(chosen),
-                       options.output.empty() ? base + ".png" : options.output);
+    return writeMipMap(tool, texture, options.input, *mipmaps[chosen], static_cast<int>(chosen), output);
 }
 
 int toPng(Tool& tool, const ToPngOptions& options) {
@@ -137,9 +148,7 @@ int fromPng(Tool& tool, const FromPngOptions& options) {
     if (!PacFile::canBuildFrom(image.width(), image.height()))
         return tool.fail(options.input + " is " + std::to_string(image.width()) + " x " +
                          std::to_string(image.height()) + "; a texture's sides are powers of two from 4 to 16384");
-    std::string output = options.output.empty()
-                             ? withoutExtension(options.input == "-" ? "texture" : options.input, ".png") + ".paa"
-                             : options.output;
+    std::string output = outputFor(options.input, options.output, ".paa");
     // The texture writer adds ".paa" to a name without extension.
     if (std::filesystem::path(output).extension().empty()) output += ".paa";
     static const std::map<std::string, PacFile::Quality> qualities = {
@@ -168,7 +177,7 @@ void addTextureCommands(CLI::App& app, Tool& tool) {
     CLI::App* toPngCommand = group->add_subcommand("to-png", "Write a mipmap of a texture as a PNG image with alpha");
     toPngCommand->add_option("FILE", toOptions->input, "The texture (\"-\" for standard input)")->required();
     toPngCommand->add_option("-o,--output", toOptions->output,
-                             "The PNG to write (\"-\" for standard output; default: FILE with the extension .png)");
+                             "The PNG to write, or the folder to write it in (\"-\" for standard output; default: FILE with the extension .png)");
     CLI::Option* mip = toPngCommand->add_option("--mip", toOptions->mip, "The mipmap to write, 0 for the first (default: the largest)")
                            ->check(CLI::NonNegativeNumber);
     toPngCommand->add_flag("--all", toOptions->all, "Write every mipmap, as OUT_mip0.png, OUT_mip1.png, ...")->excludes(mip);
@@ -179,7 +188,7 @@ void addTextureCommands(CLI::App& app, Tool& tool) {
         group->add_subcommand("from-png", "Make a texture with all its mipmaps from a PNG image whose sides are powers of two");
     fromPngCommand->add_option("IN", fromOptions->input, "The PNG image (\"-\" for standard input)")->required();
     fromPngCommand->add_option("-o,--output", fromOptions->output,
-                               "The texture to write; replaced only once complete (default: IN with the extension .paa)");
+                               "The texture to write, or the folder to write it in; replaced only once complete (default: IN with the extension .paa)");
     fromPngCommand
         ->add_option("--format", fromOptions->format,
                      "auto (DXT1 when every pixel is opaque, else DXT5), dxt1, dxt5, argb4444, argb1555 or grey")
