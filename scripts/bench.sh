@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Benchmarks: the Google Benchmark programs, and timed runs of vex on generated data.
 # Usage: scripts/bench.sh [NAME...]   with no name every benchmark runs; names: float blockcoder unpack
-#        unpack_memory pack config config_memory compile compile_memory sound model info
+#        unpack_memory pack config config_memory compile compile_memory sound model info texture
+#        texture_convert
 # Generated data goes under ${BENCH_DATA:-/tmp/archivefile-bench}, never into the repository.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -156,7 +157,29 @@ bench_info() {
   awk -v s="$seconds" 'BEGIN { printf "vex info -r %.3f s, %.0f files/s (goal >= 5000)\n", s, 10000 / s }'
 }
 
-all=(float blockcoder unpack unpack_memory pack config config_memory compile compile_memory sound model info)
+# Reading and listing 1,000 DXT5 textures of about 1 MiB each (bytes of the files per second; the goal
+# is at least 200 MB/s).
+bench_texture() { google_bench bench_texture; }
+
+# vex texture from-png of a painted 2048 x 2048 image with alpha (DXT5, every mipmap; the goal is under
+# 3 s), at each quality, and vex texture to-png of the texture made (the goal is under 0.5 s).
+bench_texture_convert() {
+  local dir=$data/texture
+  mkdir -p "$dir"
+  [ -f "$dir/painted.png" ] || "$build/bench/generate_texture_image" "$dir/painted.png" 2048 2048
+  local vex=$build/tools/vex/vex
+  for quality in normal fast best; do
+    echo "== texture_convert: $vex -q texture from-png painted.png -o painted.paa --quality $quality"
+    echo "$(best_of_three "$dir/out" "$vex" -q texture from-png "$dir/painted.png" -o "$dir/out/painted.paa" --quality "$quality") s"
+  done
+  "$vex" -q texture from-png "$dir/painted.png" -o "$dir/painted.paa"
+  echo "== texture_convert: $vex -q texture to-png painted.paa -o painted.png"
+  echo "$(best_of_three "$dir/out" "$vex" -q texture to-png "$dir/painted.paa" -o "$dir/out/painted.png") s"
+  rm -rf "$dir/out"
+}
+
+all=(float blockcoder unpack unpack_memory pack config config_memory compile compile_memory sound model info texture
+     texture_convert)
 selected=("${@:-${all[@]}}")
 for name in "${selected[@]}"; do
   if ! declare -F "bench_$name" >/dev/null; then

@@ -45,5 +45,9 @@ if has info; then
   step info -r samples/mod
   [ -f "$out/mod.pbo" ] && step info "$out/mod.pbo"
 fi
+if has texture; then
+  step texture from-png samples/textures/emblem.png -o "$out/emblem.paa"
+  step -v texture to-png "$out/emblem.paa" -o "$out/emblem.png"
+fi
 echo
 echo "demo: done"

@@ -5,7 +5,8 @@ set -euo pipefail
 
 packages=(
   cmake ninja-build g++ pkg-config git
-  libssl-dev liblzo2-dev libcli11-dev nlohmann-json3-dev libpng-dev
+  libssl-dev liblzo2-dev libcli11-dev nlohmann-json3-dev
+  libsquish-dev libspng-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
   libsndfile1-dev

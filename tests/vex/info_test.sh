@@ -24,7 +24,7 @@ cp "$samples/mod/data/click.wav" mixed/click.wav
 printf "ODOL$(u32 58)a3\\\\demo\0$(u32 2)\xe7\x84\x11\x55\x00\x00\x80\x3f" >mixed/tank.p3d
 head -c 2688 /dev/zero >mixed/old.fxy
 { printf "VXFo$(u32 257)"; head -c 6496 /dev/zero; } >mixed/new.fxy
-printf '\x01\xffGGATCGVA\x04\x00\x00\x00\x80\x80\x80\xff' >mixed/wall.paa
+"$VEX" -q texture from-png "$samples/textures/emblem.png" -o mixed/wall.paa --format dxt1
 printf 'hello, world\n' >mixed/notes.txt
 printf "ODOL$(u32 57)$(u32 1)" >mixed/broken.p3d
 
@@ -48,7 +48,7 @@ expect mixed/index.bin "mixed/index.bin: texture index" "  3 textures" \
   "  x\\demo\\addons\\lamps\\data\\lamp_co.paa: 9 mipmaps, pixel format 1"
 expect mixed/old.fxy "mixed/old.fxy: font" "  old layout (no signature): 224 records of 12 bytes"
 expect mixed/new.fxy "mixed/new.fxy: font" "  new layout (\"VXFo\", version 257): 464 records of 14 bytes"
-expect mixed/wall.paa "mixed/wall.paa: texture" "  description not available in this build"
+expect mixed/wall.paa "mixed/wall.paa: texture" "  Type: DXT1" "  OFFS: 6 entries" "     64 x   64 Real Size    2048: Size in file    2048"
 expect mixed/click.wav "mixed/click.wav: sound" "  WAVMonoUnCompressed" "  Audio data          800 bytes"
 expect mixed/notes.txt "mixed/notes.txt: not a file this tool reads"
 "$VEX" info mixed/notes.txt mixed/lamp.txt >/dev/null || fail "unknown bytes are no failure"

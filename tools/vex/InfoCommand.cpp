@@ -33,7 +33,6 @@ struct InfoOptions {
 // The kind of a file that no entry of the table recognises, and how the text output words it.
 constexpr const char* UnknownKind = "unknown";
 const char* textOf(const std::string& kind) { return kind == UnknownKind ? "not a file this tool reads" : kind.c_str(); }
-constexpr const char* NotDescribed = "description not available in this build";
 
 struct FailedFile {
     std::string path;
@@ -132,12 +131,11 @@ private:
         Description description;
         description.brief = options_.json;
         description.strict = options_.strict;
-        if (kind != kinds.end() && kind->describe != nullptr) kind->describe(tool_, input, description);
-        else if (kind != kinds.end()) description.lines.push_back(NotDescribed);
+        if (kind != kinds.end()) kind->describe(tool_, input, description);
         if (cancelled()) return false;
 
         if (options_.json) {
-            print(object(path, kindName, kind != kinds.end() && kind->describe != nullptr, description));
+            print(object(path, kindName, kind != kinds.end(), description));
         } else {
             std::printf("%s: %s\n", path.c_str(), textOf(kindName));
             for (const std::string& line : description.lines) std::printf("  %s\n", line.c_str());
@@ -211,7 +209,7 @@ void addInfoCommand(CLI::App& app, Tool& tool) {
     auto options = std::make_shared<InfoOptions>();
     CLI::App* command = app.add_subcommand(
         "info", "Tell what each file is, from its content, and describe it: archives, binarised configs, models, "
-                "texture indexes, sounds and fonts (textures are recognised)");
+                "textures, texture indexes, sounds and fonts");
     command->add_option("FILE", options->files, "Files, or folders with -r")->required();
     command->add_flag("--json", options->json,
                       "One JSON object per file with the keys path, kind, described, fields, entries, warnings and "

@@ -19,6 +19,7 @@
 #include "archivefile/media/FxyFile.h"
 #include "archivefile/media/VexSound.h"
 #include "archivefile/model/P3dFile.h"
+#include "archivefile/texture/PacFile.h"
 #include "archivefile/texture/TexFile.h"
 #include "tools/vex/Tool.h"
 
@@ -357,6 +358,44 @@ void describeSound(Tool& tool, InfoInput& input, Description& description) {
     sound.Close();
 }
 
+// Every line a texture reports is part of its report (type, taggs, palette, mipmaps); in a brief
+// description those are the fields, and lines are kept only when the texture was refused.
+void describeTexture(Tool& tool, InfoInput& input, Description& description) {
+    using archivefile::PacFile;
+    PacFile& texture = *tool.root().pacFile();
+    const int code = texture.Open(input.path().c_str(), collect);
+    takeReported(description);
+    if (code != 0) {
+        fail(description, texture, code);
+        if (code == archivefile::GE_DebugTrap && *texture.typeRuleBroken())
+            description.message += std::string("; ") + texture.typeRuleBroken();
+        texture.Close();
+        return;
+    }
+    if (description.brief) description.warnings.clear();
+    ordered_json& fields = description.fields;
+    fields["type"] = PacFile::GetTypeStr(texture.type());
+    const auto tagg = [](const PacFile::Tagg& value) {
+        return value.present ? ordered_json(value.value) : ordered_json();
+    };
+    fields["averageColour"] = tagg(texture.avgc());
+    fields["maximumColour"] = tagg(texture.maxc());
+    fields["flag"] = tagg(texture.flag());
+    fields["swizzle"] = tagg(texture.swiz());
+    fields["procedure"] = texture.proc().present ? ordered_json(texture.proc().text.GetName()) : ordered_json();
+    fields["paletteColours"] = texture.palette().count;
+    fields["mipmaps"] = texture.mipMaps().size();
+    const PacFile::MipMaps& mipmaps = texture.mipMaps();
+    for (const PacFile::MipMap* mipmap = mipmaps.GetFirst(); mipmap; mipmap = mipmaps.GetNext(mipmap)) {
+        description.entries.push_back({{"width", mipmap->width},
+                                       {"height", mipmap->height},
+                                       {"compressed", mipmap->compressed},
+                                       {"storedSize", mipmap->stored().size()},
+                                       {"size", mipmap->pixels().size()}});
+    }
+    texture.Close();
+}
+
 // ---- Fonts ---------------------------------------------------------------------------------------
 
 // A table of the old layout has no signature: a file of its exact size is one.
@@ -390,7 +429,7 @@ constexpr InfoKind kinds[] = {
     {"model", looksLikeModel, describeModel},
     {"texture index", looksLikeTextureIndex, describeTextureIndex},
     {"sound", looksLikeSound, describeSound},
-    {"texture", looksLikeTexture, nullptr},
+    {"texture", looksLikeTexture, describeTexture},
     {"archive", looksLikeArchive, describeArchive},
     {"font", looksLikeFont, describeFont},
 };

@@ -1,7 +1,6 @@
 // The kinds of file that `vex info` knows. Each is one entry of a table: a test that recognises the
 // kind by the file's content (never by its name) and a describer that opens the file with the
-// library's handler for it and turns what the handler reports into lines and fields. A kind whose
-// handler is not in this build has no describer: its files are identified and said to be so.
+// library's handler for it and turns what the handler reports into lines and fields.
 #pragma once
 
 #include <cstdint>
@@ -56,7 +55,6 @@ struct Description {
 struct InfoKind {
     const char* name;
     bool (*recognise)(const InfoInput& input);
-    // Null when this build has no reader for the kind.
     void (*describe)(Tool& tool, InfoInput& input, Description& description);
 };
 

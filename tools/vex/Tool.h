@@ -51,5 +51,6 @@ void addSoundCommands(CLI::App& app, Tool& tool);
 // standard output; `strict` refuses doubtful files. Returns the exit status.
 int printSoundReport(Tool& tool, const std::string& path, bool strict);
 void addInfoCommand(CLI::App& app, Tool& tool);
+void addTextureCommands(CLI::App& app, Tool& tool);
 
 }  // namespace vex

@@ -25,6 +25,7 @@ int main(int argc, char** argv) {
     vex::addConfigCommands(app, tool);
     vex::addSoundCommands(app, tool);
     vex::addInfoCommand(app, tool);
+    vex::addTextureCommands(app, tool);
 
     try {
         app.parse(argc, argv);

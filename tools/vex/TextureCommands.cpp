@@ -1,0 +1,203 @@
+// vex texture to-png and from-png: textures turned into PNG images and PNG images into textures.
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "archivefile/foundation/GenericError.h"
+#include "archivefile/texture/PacFile.h"
+#include "archivefile/texture/TextureImage.h"
+#include "tools/vex/PngImage.h"
+#include "tools/vex/Tool.h"
+
+namespace vex {
+
+namespace {
+
+using archivefile::PacFile;
+
+struct ToPngOptions {
+    std::string input;
+    std::string output;
+    int mip = -1;
+    bool all = false;
+};
+
+struct FromPngOptions {
+    std::string input;
+    std::string output;
+    std::string format = "auto";
+    std::string quality = "normal";
+};
+
+constexpr unsigned LargestSide = 16384;
+
+// The texture's bytes when it comes from standard input; Open reads them in place, so they are kept
+// until the command ends.
+std::vector<unsigned char> standardInput;
+
+// Opens a texture named on the command line ("-" for standard input) and lists it to `callback`.
+int openTexture(PacFile& texture, const std::string& path, archivefile::LogCallback callback) {
+    if (path != "-") return texture.Open(path.c_str(), callback);
+    standardInput.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
+    return texture.Open(standardInput.data(), static_cast<int>(standardInput.size()), callback);
+}
+
+// "path: message (code N)", with the broken rule when the texture's taggs do not suit its type.
+int reportTexture(const Tool& tool, const PacFile& texture, const std::string& path, int code) {
+    std::string text = path + ": " + texture.ErrorString(code);
+    if (code == archivefile::GE_DebugTrap && *texture.typeRuleBroken() != '\0')
+        text += std::string("; ") + texture.typeRuleBroken();
+    return tool.report(code, text);
+}
+
+// `path` without its extension when that is `extension`.
+std::string withoutExtension(const std::string& path, const char* extension) {
+    std::filesystem::path name(path);
+    if (name.extension() == extension) name.replace_extension();
+    return name.string();
+}
+
+// Where a command writes what it makes of `input`: `output` when that names a file; the input's name
+// with `extension` beside the input when no output is named, or inside `output` when that is a folder
+// or ends in a separator.
+std::string outputFor(const std::string& input, const std::string& output, const char* extension) {
+    std::filesystem::path made(input == "-" ? "texture" : input);
+    made.replace_extension(extension);
+    if (output.empty()) return made.string();
+    std::error_code ignored;
+    if (output.back() == '/' || std::filesystem::is_directory(output, ignored))
+        return (std::filesystem::path(output) / made.filename()).string();
+    return output;
+}
+
+int writeMipMap(Tool& tool, PacFile& texture, const std::string& input, const PacFile::MipMap& mipmap, int index,
+                const std::string& output) {
+    archivefile::TextureImage image;
+    const int code = texture.decodeImage(mipmap, image, tool.callback());
+    if (code != archivefile::GE_NoError)
+        return reportTexture(tool, texture, input + ", mipmap " + std::to_string(index), code);
+    std::string error;
+    if (!PngImage::write(output, image, error)) return tool.fail(error);
+    if (!tool.quiet && output != "-")
+        std::fprintf(stderr, "%s: %s mipmap %d, %u x %u\n", output.c_str(), PacFile::GetTypeStr(texture.type()), index,
+                     image.width(), image.height());
+    return Success;
+}
+
+int writeMipMaps(Tool& tool, PacFile& texture, const ToPngOptions& options) {
+    std::vector<const PacFile::MipMap*> mipmaps;
+    for (const PacFile::MipMap* m = texture.mipMaps().GetFirst(); m != nullptr; m = texture.mipMaps().GetNext(m))
+        mipmaps.push_back(m);
+    if (mipmaps.empty()) return tool.fail(options.input + " has no mipmaps");
+    const std::string output = outputFor(options.input, options.output, ".png");
+    const std::string base = withoutExtension(output, ".png");
+    if (options.all) {
+        for (std::size_t index = 0; index < mipmaps.size(); ++index) {
+            const int status = writeMipMap(tool, texture, options.input, *mipmaps[index], static_cast<int>(index),
+                                           base + "_mip" + std::to_string(index) + ".png");
+            if (status != Success) return status;
+        }
+        return Success;
+    }
+    if (options.mip >= static_cast<int>(mipmaps.size()))
+        return tool.fail(options.input + " has " + std::to_string(mipmaps.size()) + " mipmaps, numbered from 0");
+    // By default the largest mipmap, which is the first in every texture made the usual way.
+    std::size_t chosen = 0;
+    const auto area = [](const PacFile::MipMap* m) { return std::uint64_t{m->width} * m->height; };
+    for (std::size_t index = 1; index < mipmaps.size(); ++index)
+        if (area(mipmaps[index]) > area(mipmaps[chosen])) chosen = index;
+    if (options.mip >= 0) chosen = static_cast<std::size_t>(options.mip);
+    return writeMipMap(tool, texture, options.input, *mipmaps[chosen], static_cast<int>(chosen), output);
+}
+
+int toPng(Tool& tool, const ToPngOptions& options) {
+    PacFile* texture = tool.root().pacFile();
+    if (texture == nullptr) return tool.fail("the texture handler is not available");
+    // The texture's report is shown with -v only: what was asked for is the image.
+    const int code = openTexture(*texture, options.input, tool.detailCallback());
+    const int status = code == archivefile::GE_NoError ? writeMipMaps(tool, *texture, options)
+                                                       : reportTexture(tool, *texture, options.input, code);
+    texture->Close();
+    return status;
+}
+
+int typeOf(const std::string& format, const archivefile::TextureImage& image) {
+    static const std::map<std::string, int> types = {
+        {"dxt1", PacFile::TypeDxt1},         {"dxt5", PacFile::TypeDxt5}, {"argb4444", PacFile::TypeArgb4444},
+        {"argb1555", PacFile::TypeArgb1555}, {"grey", PacFile::TypeGrey},
+    };
+    if (format == "auto") return image.isOpaque() ? PacFile::TypeDxt1 : PacFile::TypeDxt5;
+    return types.at(format);
+}
+
+int fromPng(Tool& tool, const FromPngOptions& options) {
+    PacFile* texture = tool.root().pacFile();
+    if (texture == nullptr) return tool.fail("the texture handler is not available");
+    if (options.output == "-") return tool.fail("a texture is written to a file; name one with -o");
+    archivefile::TextureImage image;
+    std::string error;
+    if (!PngImage::read(options.input, image, LargestSide, error)) return tool.fail(error);
+    if (!PacFile::canBuildFrom(image.width(), image.height()))
+        return tool.fail(options.input + " is " + std::to_string(image.width()) + " x " +
+                         std::to_string(image.height()) + "; a texture's sides are powers of two from 4 to 16384");
+    std::string output = outputFor(options.input, options.output, ".paa");
+    // The texture writer adds ".paa" to a name without extension.
+    if (std::filesystem::path(output).extension().empty()) output += ".paa";
+    static const std::map<std::string, PacFile::Quality> qualities = {
+        {"fast", PacFile::Quality::Fast}, {"normal", PacFile::Quality::Normal}, {"best", PacFile::Quality::Best}};
+    int code = texture->buildFromImage(image, typeOf(options.format, image), qualities.at(options.quality),
+                                       tool.callback());
+    int status = reportTexture(tool, *texture, options.input, code);
+    if (status == Success) status = reportTexture(tool, *texture, output, texture->CreatePac(output.c_str()));
+    if (status == Success && !tool.quiet) {
+        std::error_code ignored;
+        std::fprintf(stderr, "%s: %s, %u x %u, %zu mipmaps, %llu bytes\n", output.c_str(),
+                     PacFile::GetTypeStr(texture->type()), image.width(), image.height(), texture->mipMaps().size(),
+                     static_cast<unsigned long long>(std::filesystem::file_size(output, ignored)));
+    }
+    texture->Close();
+    return status;
+}
+
+}  // namespace
+
+void addTextureCommands(CLI::App& app, Tool& tool) {
+    CLI::App* group = app.add_subcommand("texture", "Turn textures (.paa, .pac) into PNG images and back");
+    group->require_subcommand(1);
+
+    auto toOptions = std::make_shared<ToPngOptions>();
+    CLI::App* toPngCommand = group->add_subcommand("to-png", "Write a mipmap of a texture as a PNG image with alpha");
+    toPngCommand->add_option("FILE", toOptions->input, "The texture (\"-\" for standard input)")->required();
+    toPngCommand->add_option("-o,--output", toOptions->output,
+                             "The PNG to write, or the folder to write it in (\"-\" for standard output; default: FILE with the extension .png)");
+    CLI::Option* mip = toPngCommand->add_option("--mip", toOptions->mip, "The mipmap to write, 0 for the first (default: the largest)")
+                           ->check(CLI::NonNegativeNumber);
+    toPngCommand->add_flag("--all", toOptions->all, "Write every mipmap, as OUT_mip0.png, OUT_mip1.png, ...")->excludes(mip);
+    toPngCommand->callback([toOptions, &tool] { tool.status = toPng(tool, *toOptions); });
+
+    auto fromOptions = std::make_shared<FromPngOptions>();
+    CLI::App* fromPngCommand =
+        group->add_subcommand("from-png", "Make a texture with all its mipmaps from a PNG image whose sides are powers of two");
+    fromPngCommand->add_option("IN", fromOptions->input, "The PNG image (\"-\" for standard input)")->required();
+    fromPngCommand->add_option("-o,--output", fromOptions->output,
+                               "The texture to write, or the folder to write it in; replaced only once complete (default: IN with the extension .paa)");
+    fromPngCommand
+        ->add_option("--format", fromOptions->format,
+                     "auto (DXT1 when every pixel is opaque, else DXT5), dxt1, dxt5, argb4444, argb1555 or grey")
+        ->check(CLI::IsMember({"auto", "dxt1", "dxt5", "argb4444", "argb1555", "grey"}));
+    fromPngCommand
+        ->add_option("--quality", fromOptions->quality,
+                     "How hard DXT blocks are fitted: fast, normal (the default) or best")
+        ->check(CLI::IsMember({"fast", "normal", "best"}));
+    fromPngCommand->callback([fromOptions, &tool] { tool.status = fromPng(tool, *fromOptions); });
+}
+
+}  // namespace vex
