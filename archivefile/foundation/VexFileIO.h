@@ -122,7 +122,10 @@ public:
 
     // Callbacks and messages.
     [[gnu::format(printf, 3, 4)]] void Throw(int code, const char* format, ...);
+    // Delivers one text: to `callback`, else to the error or log callback, else to standard error,
+    // where carriage returns are removed from `text` first (the second form removes them in place).
     void PrintToStdErr(const char* text, LogCallback callback = nullptr);
+    void PrintToStdErr(char* text, LogCallback callback = nullptr);
     void SetCallBack(LogCallback callback);
     void SetErrCallBack(LogCallback callback) { errorCallback_ = callback; }
     LogCallback logCallback() const { return logCallback_; }
@@ -138,6 +141,8 @@ private:
     void need(std::uint64_t n) const;
     void readInto(void* destination, std::uint64_t n);
     void write(const void* data, std::uint64_t n);
+    LogCallback deliveringCallback(LogCallback callback) const;
+    static void writeToStandardError(char* text);
     template <class T> T readValue();
 
     FileString path_;
