@@ -98,6 +98,8 @@ bool ArchiveFile::ClosePbo() {
     stream_.CloseInput();
     writer_.abandonOutput();
     entries_.clear();
+    buildEntries_.clear();
+    buildIndex_.clear();
     properties_.clear();
     prefix_.clear();
     headerReport_.clear();
