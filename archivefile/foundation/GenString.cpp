@@ -96,11 +96,13 @@ constexpr std::array<double, 91> powersOfTen = [] {
 // decimal of fewer digits. The test allows for the error of its own arithmetic and so lets through
 // about one value in ten thousand more than it must; those try every precision.
 bool mayReadBackWithFewerDigits(float value, ShortestForm shortest) {
-    if ((std::bit_cast<std::uint32_t>(value) & 1u) != 0) return false;
-    int binaryExponent = 0;
+    const std::uint32_t bits = std::bit_cast<std::uint32_t>(value);
+    if ((bits & 1u) != 0) return false;
     const double magnitude = std::fabs(static_cast<double>(value));
-    const bool powerOfTwo = std::frexp(magnitude, &binaryExponent) == 0.5;
-    const double halfGap = std::ldexp(1.0, binaryExponent - 25);
+    const bool powerOfTwo = (bits & 0x7FFFFFu) == 0;
+    // Half a unit in the last place of an ordinary float: 2^(exponent field - 151), built directly.
+    const auto exponentField = static_cast<std::uint64_t>((bits >> 23) & 0xFFu);
+    const double halfGap = std::bit_cast<double>((exponentField - 151 + 1023) << 52);
     // Decimals of up to digits - 1 significant digits at the value's decade, and every decimal of
     // fewer digits at the decade above, are whole multiples of this unit.
     const int scale = shortest.digits - 2 - shortest.exponent;
@@ -108,7 +110,7 @@ bool mayReadBackWithFewerDigits(float value, ShortestForm shortest) {
     const double unitsPerOne = powersOfTen[static_cast<std::size_t>(scale - lowestPower)];
     for (const double midpoint : {magnitude - (powerOfTwo ? halfGap / 2 : halfGap), magnitude + halfGap}) {
         const double units = midpoint * unitsPerOne;
-        if (std::fabs(units - std::round(units)) < 1e-4) return true;
+        if (std::fabs(units - static_cast<double>(static_cast<std::int64_t>(units + 0.5))) < 1e-4) return true;
     }
     return false;
 }
