@@ -190,20 +190,21 @@ public:
     //     archive.ProcessAddNewEntry("data\\wall.paa", "/mod/data/wall.paa");
     //     int code = archive.SavePbo();
     //
-    // CreatePbo creates the output and writes the properties entry of the style (with the prefix,
-    // when one is given, and every property held by the handler except "prefix" and "tavin"); false
-    // when the file cannot be created or an archive begun earlier is still open. `style` is one of
-    // the Style values and may carry CompressEntries. Messages go through `callback`.
+    // CreatePbo creates the output and writes the properties entry of the style: the prefix (the
+    // one given, or else the open archive's), then the tool signature with every property the
+    // handler holds except "prefix" and "tavin". False when the file cannot be created or an
+    // archive begun earlier is still open. `style` is one of the Style values and may carry
+    // CompressEntries. Messages go through `callback`.
     bool CreatePbo(const char* outputName, int style, const char* prefix, LogCallback callback);
     // Adds an entry from memory (the bytes are copied) or from a file (read when the archive is
     // saved, so that memory holds one entry at a time). Entries keep the order in which they were
     // added; a name given again replaces the earlier entry's content in its place. Names are paths
-    // inside the archive; "/" becomes "\\" and one leading separator is dropped. 0, or -3 for an
+    // inside the archive; "/" becomes a backslash and one leading separator is dropped. 0, or -3 for an
     // empty name or a file that cannot be found, -4 when no archive was begun.
     int AddNewEntry(const char* name, const void* data, std::uint64_t size);
     int ProcessAddNewEntry(const char* name, const char* file);
-    // Writes the header entries, the data (compressed where the style asked for it and it shrinks)
-    // and the trailer of the style, and completes the file, which replaces any earlier one only now.
+    // Writes the header entries, the data (with CompressEntries, compressed where it shrinks) and
+    // the trailer of the style, and completes the file, which replaces any earlier one only now.
     // 0 or a code; on failure nothing is left behind. ClosePbo abandons an archive not yet saved.
     int SavePbo();
 
