@@ -124,11 +124,15 @@ int ArchiveFile::MakePboNew(const char* folder, int flags, const char* outputNam
             std::vector<BuildEntry> entries = _RecurseBuildEntries(std::move(files), output, exclude, flags);
             if (entries.empty()) return AE_Empty;
             const std::string prefixText = _CalcPrefix(source, prefix);
-            if (!CreatePbo(output.c_str(), flags, prefixText.c_str(), callback)) return AE_CannotWrite;
+            // The reason why CreatePbo could not begin the archive (a cancel, say) is its last error.
+            if (!CreatePbo(output.c_str(), flags, prefixText.c_str(), callback)) return lastError_;
             for (BuildEntry& entry : entries) _AddEntryNew(std::move(entry));
             return SavePbo();
         },
-        [this] { buildEntries_.clear(); }));
+        [this] {
+            buildEntries_.clear();
+            buildIndex_.clear();
+        }));
 }
 
 // ---- Names, the folder's files and the prefix ----------------------------------------------------
@@ -291,7 +295,10 @@ std::string ArchiveFile::_CalcPrefix(const std::string& folder, const char* pref
 
 bool ArchiveFile::CreatePbo(const char* outputName, int style, const char* prefix, LogCallback callback) {
     useCallback(callback);
-    if (writer_.WriteActive()) return false;
+    if (writer_.WriteActive()) {
+        lastError_ = AE_CodeBug;
+        return false;
+    }
     if (prefix != nullptr && *prefix != '\0') prefix_ = prefix;
     buildStyle_ = style & ~OptionBits;
     buildFlags_ = style & OptionBits;
@@ -299,7 +306,7 @@ bool ArchiveFile::CreatePbo(const char* outputName, int style, const char* prefi
     buildEntries_.clear();
     buildIndex_.clear();
     totals_ = {};
-    const int code = guarded(
+    const int code = CommonException(guarded(
         writer_,
         [&]() -> int {
             FileStringA name(outputName ? outputName : "");
@@ -336,12 +343,12 @@ bool ArchiveFile::CreatePbo(const char* outputName, int style, const char* prefi
             }
             return AE_NoError;
         },
-        [] {});
+        [] {}));
     return code == AE_NoError;
 }
 
 int ArchiveFile::AddNewEntry(const char* name, const void* data, std::uint64_t size) {
-    if (!writer_.WriteActive()) return lastError_ = AE_CodeBug;
+    if (!writer_.WriteActive() || (data == nullptr && size != 0)) return lastError_ = AE_CodeBug;
     // A failed add leaves the archive begun as it was: the guard is the reader's stream, not the output.
     return CommonException(guarded(
         stream_,

@@ -48,7 +48,7 @@ bool unsafeName(std::string_view name) {
     return false;
 }
 
-// A prefix written with a leading separator ("\\pa\\pb") still names a folder below the output folder.
+// A prefix written with a leading separator ("\pa\pb") still names a folder below the output folder.
 bool unsafePrefix(std::string_view prefix) {
     while (!prefix.empty() && paths::isSlash(prefix.front())) prefix.remove_prefix(1);
     return unsafeName(prefix);

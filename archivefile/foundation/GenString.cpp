@@ -92,9 +92,9 @@ constexpr std::array<double, 91> powersOfTen = [] {
 // value and a neighbour can round onto that midpoint as a double, and the float conversion then
 // breaks the tie towards the even mantissa (0x15ae43fe reads back from "7.038531e-26" although
 // its shortest text has eight digits). So only an even mantissa qualifies, and only when a
-// midpoint lies within a double's rounding distance (2^-53 of it, at most 1.2e-7 units below) of a
-// decimal of fewer digits. The test allows for the error of its own arithmetic and so lets through
-// about one value in ten thousand more than it must; those try every precision.
+// midpoint lies within a double's rounding distance of a decimal of fewer digits: 2^-53 of the
+// midpoint, less than 1.2e-7 of the unit below. The tolerance of 1e-4 units covers the error of
+// this arithmetic and sends about one value in five thousand to the full search, more than must go.
 bool mayReadBackWithFewerDigits(float value, ShortestForm shortest) {
     const std::uint32_t bits = std::bit_cast<std::uint32_t>(value);
     if ((bits & 1u) != 0) return false;
