@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -222,6 +224,17 @@ TEST_F(ArchiveExtract, WrongShaExtractsRegardlessUnlessStrict) {
     EXPECT_NE(lines.find("Warning: Content NOT extracted\r\n"), std::string::npos);
     EXPECT_FALSE(fs::exists(out));
     EXPECT_FALSE(archive.isOpen());
+}
+
+TEST_F(ArchiveExtract, TheKeyPollCallbackGivenCancelsAtTheFirstLine) {
+    archivePath = folder.write("game.pbo", ArchiveBytes().entry("a.txt", "a").body());
+    EXPECT_EXIT(
+        {
+            Platform::watchInterrupt();
+            std::raise(SIGINT);
+            std::exit(-archive.ExtractPbo(archivePath.c_str(), VexFileIO::KeyPollCallBack, 0, nullptr, out.c_str()));
+        },
+        ::testing::ExitedWithCode(-AE_UserCancelled), "");
 }
 
 TEST_F(ArchiveExtract, FailuresStopTheRunAndLeaveNoPartialFile) {

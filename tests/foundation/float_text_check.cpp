@@ -34,7 +34,7 @@ void tidy(std::string& text) {
 
 bool fast = false;
 
-// "%.<precision>g" of the value, and the text read back as a double.
+// "%.<precision>g" of the value, as printf writes it.
 std::string_view formatted(char (&text)[128], double value, int precision) {
     if (fast) {
         const auto end = std::to_chars(text, text + sizeof text - 1, value, std::chars_format::general, precision).ptr;
@@ -47,6 +47,7 @@ std::string_view formatted(char (&text)[128], double value, int precision) {
     return text;
 }
 
+// The text read back as atof reads it.
 double readBack(std::string_view text) {
     if (!fast) return std::atof(text.data());
     double value = 0;
