@@ -273,7 +273,7 @@ private:
 
     // Building.
     struct BuildEntry {
-        std::string name;                 // path inside the archive, with "\\"
+        std::string name;                 // path inside the archive, with backslashes
         std::string source;               // file on disk; empty for an entry given in memory
         std::vector<std::uint8_t> bytes;  // the content of an entry given in memory
         std::uint64_t size = 0;

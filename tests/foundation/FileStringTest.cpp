@@ -101,7 +101,7 @@ TEST(FileStringA, EditsAndComparisons) {
     EXPECT_STREQ(path.fs_RemoveExt(), "folder/name");
     EXPECT_STREQ(path.fs_ReplaceFilenameAndExt("other.cfg"), "folder/other.cfg");
     EXPECT_STREQ(path.fs_ConvertToBackSlash(), "folder\\other.cfg");
-    // Texts compare as they stand, with or without case: a "/" is not a "\\".
+    // Texts compare as they stand, with or without case: a slash is not a backslash.
     EXPECT_EQ(path.fs_Compare("FOLDER\\Other.cfg"), 1);
     EXPECT_EQ(path.fs_Compare("FOLDER\\Other.cfg", 1), 0);
     EXPECT_EQ(path.fs_Compare("folder/other.cfg"), 0);
