@@ -1,10 +1,11 @@
-// Building archives from a folder: the entries in a fixed order, the properties entry of the chosen
-// style, config.cpp binarised on the way, optional compression, and the trailer. The header is
-// written first with the sizes still open and filled in once every entry's data is out, so that
-// memory holds one file at a time, however large the folder.
+// Building archives, from a folder or entry by entry: the properties entry of the chosen style, the
+// entries (from a folder in a fixed order, config.cpp binarised on the way), optional compression,
+// and the trailer. The header is written first with the sizes still open and filled in once every
+// entry's data is out, so that memory holds one file at a time, however large the folder.
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <filesystem>
 #include <limits>
 #include <string_view>
 #include <unordered_set>
@@ -24,6 +25,8 @@
 namespace archivefile {
 
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr std::string_view ToolPropertyName = "Tavin";
 constexpr std::string_view ToolPropertyValue = "ArchiveFile.dll";
@@ -107,7 +110,9 @@ std::uint32_t entryTime(std::int64_t seconds) {
     return static_cast<std::uint32_t>(std::clamp<std::int64_t>(seconds, 0, std::numeric_limits<std::uint32_t>::max()));
 }
 
+// The percentage of the compression messages; where there is nothing to reduce it is 0.
 double reduction(std::uint64_t before, std::uint64_t after) {
+    if (before == 0) return 0.0;
     return 100.0 - static_cast<double>(after) / static_cast<double>(before) * 100.0;
 }
 
@@ -134,19 +139,23 @@ bool modelReferenceFound(const std::string& name, const std::string& prefix,
 
 // ---- The whole build -----------------------------------------------------------------------------
 
-int ArchiveFile::MakePboNew(const char* folder, int flags, const char* outputName, LogCallback callback,
-                            const char* neverCompress, const char* prefix, const char* exclude) {
-    ClosePbo();
+void ArchiveFile::useCallback(LogCallback callback) {
     callback_ = callback;
     for (VexFileIO* stream : {&stream_, &writer_}) {
         stream->SetErrCallBack(callback);
         stream->SetCallBack(callback);
     }
+}
+
+int ArchiveFile::MakePboNew(const char* folder, int flags, const char* outputName, LogCallback callback,
+                            const char* neverCompress, const char* prefix, const char* exclude) {
+    ClosePbo();
+    useCallback(callback);
     if (flags & NoCompression) flags &= ~CompressEntries;
-    totals_ = CompressionTotals{0, 0, listItems(neverCompress)};
+    setNeverCompress(neverCompress);
 
     const std::string source = paths::native(folder ? folder : "");
-    const int code = CommonException(guarded(
+    return CommonException(guarded(
         writer_,
         [&]() -> int {
             if (source.empty() || !Platform::isFolder(source)) {
@@ -154,142 +163,137 @@ int ArchiveFile::MakePboNew(const char* folder, int flags, const char* outputNam
                 return AE_NoFile;
             }
             const std::string output = _CreateOutFname(source, outputName);
-            const int style = flags & StyleBits;
+            std::vector<BuildEntry> files = walkSource(source);
+            _RecurseScanForSpecialFiles(files, flags & ~OptionBits, prefix != nullptr && *prefix != '\0');
             report("Building entries..\r\n");
-            buildEntries_ = _RecurseBuildEntries(source, output, exclude, flags);
-            if (buildEntries_.empty()) return AE_Empty;
-            if (flags & CheckModels) _CheckP3d(buildPrefix(source, prefix));
+            std::vector<BuildEntry> entries = _RecurseBuildEntries(std::move(files), output, exclude, flags);
+            if (entries.empty()) return AE_Empty;
+            if (flags & CheckModels) _CheckP3d(entries, buildPrefix(source, prefix));
             const std::string prefixText = _CalcPrefix(source, prefix);
-            if (style == StyleKern && prefixText.empty()) _RecurseScanForSpecialFiles(buildEntries_, style);
-            if (!CreatePbo(output.c_str(), style, prefixText.c_str(), callback)) return AE_CannotWrite;
-
-            headerStart_ = static_cast<std::uint64_t>(writer_.Ftell(true));
-            entries_.clear();
-            for (const BuildEntry& built : buildEntries_) {
-                auto entry = std::make_unique<pbo_entry>();
-                entry->name_.Set(built.name);
-                entry->timeStamp_ = entryTime(buildTime_.value_or(built.time));
-                entries_.push_back(std::move(entry));
-            }
-            // Sizes are not known yet: the header is written now to reserve its place and again below.
-            writeHeaderEntries();
-            for (std::size_t i = 0; i < buildEntries_.size(); ++i) {
-                std::vector<std::uint8_t> data = entryBytes(buildEntries_[i], flags);
-                _AddEntryNew(*entries_[i], data, flags);
-                writer_.WriteBlock(data.data(), data.size());
-            }
-            if (flags & CompressEntries)
-                report("Overall compression from %llu to %llu (%2.f%c reduction)\r\n",
-                       static_cast<unsigned long long>(totals_.before), static_cast<unsigned long long>(totals_.after),
-                       totals_.before ? reduction(totals_.before, totals_.after) : 0.0, '%');
-
-            const std::int64_t dataEnd = writer_.Ftell(true);
-            if (!writer_.Fseek(static_cast<std::int64_t>(headerStart_))) raise(GE_CannotWrite);
-            writeHeaderEntries();
-            if (!writer_.Fseek(dataEnd)) raise(GE_CannotWrite);
-            _WriteChecksum(style);
-            writer_.CloseOutput();
-            return AE_NoError;
+            // The reason why CreatePbo could not begin the archive (a cancel, say) is its last error.
+            if (!CreatePbo(output.c_str(), flags, prefixText.c_str(), callback)) return lastError_;
+            for (BuildEntry& entry : entries) _AddEntryNew(std::move(entry));
+            return SavePbo();
         },
-        [&] { entries_.clear(); }));
-    buildEntries_.clear();
-    entries_.clear();
-    lastError_ = code;
-    return code;
+        [this] {
+            buildEntries_.clear();
+            buildIndex_.clear();
+        }));
 }
 
-// ---- Names, entries and the prefix ---------------------------------------------------------------
+// ---- Names, the folder's files and the prefix ----------------------------------------------------
 
 std::string ArchiveFile::_CreateOutFname(const std::string& folder, const char* outputName) {
     if (outputName != nullptr && *outputName != '\0') {
         FileStringA name(paths::native(outputName));
         return name.fs_AddExt(".pbo");
     }
-    std::string base = folder;
-    while (base.size() > 1 && base.back() == '/') base.pop_back();
-    std::string output = base + ".pbo";
-    // A folder may name its own archive, in its first line or as "#define NAME value".
-    for (const char* nameFile : {"PboName.h", "PboName.hpp"}) {
-        const std::string path = base + "/" + nameFile;
+    // The archive goes beside the folder, however the folder was named ("f", "f/", "a/b", "." or "..").
+    fs::path place = fs::path(folder).lexically_normal();
+    if (!place.has_filename()) place = place.parent_path();
+    if (place.empty() || place.filename() == "." || place.filename() == "..") {
+        place = fs::absolute(place).lexically_normal();
+        if (!place.has_filename()) place = place.parent_path();
+    }
+    std::string name = place.filename().string();
+    // A folder may name its own archive, in its first line or as "#define NAME value": a file name
+    // only, since a name with folders would place the archive somewhere the user never named.
+    const char* nameFile = nullptr;
+    for (const char* candidate : {"PboName.h", "PboName.hpp"}) {
+        const std::string path = folder + "/" + candidate;
         if (!Platform::isFile(path)) continue;
-        std::string name = firstLine(FileStringA().fs_ReadTextFile(path.c_str()));
-        if (name.rfind("#define", 0) == 0) {
-            const std::size_t value = name.find_first_of(" \t", name.find_first_not_of(" \t", 7));
-            name = value == std::string::npos ? std::string() : firstLine(name.substr(value));
+        std::string given = firstLine(FileStringA().fs_ReadTextFile(path.c_str()));
+        if (given.rfind("#define", 0) == 0) {
+            const std::size_t value = given.find_first_of(" \t", given.find_first_not_of(" \t", 7));
+            given = value == std::string::npos ? std::string() : firstLine(given.substr(value));
         }
-        if (name.size() >= 2 && name.front() == '"' && name.back() == '"') name = name.substr(1, name.size() - 2);
-        if (name.empty()) break;
-        FileStringA renamed(paths::driveAndFolder(output) + "/" + paths::native(name));
-        output = renamed.fs_AddExt(".pbo");
-        report("Renaming output to %s\r\n", output.c_str());
+        if (given.size() >= 2 && given.front() == '"' && given.back() == '"') given = given.substr(1, given.size() - 2);
+        if (given.empty()) break;
+        if (given.find_first_of("\\/") != std::string::npos || given == "." || given == ".." ||
+            (given.size() >= 2 && given[1] == ':')) {
+            report("Cannot take the archive name %s from %s: it must be a file name, without folders or a "
+                   "drive\r\n",
+                   given.c_str(), candidate);
+            raise(AE_IllegalFolder);
+        }
+        name = given;
+        nameFile = candidate;
         break;
     }
-    return output;
+    FileStringA output((place.parent_path() / name).string());
+    output.fs_AddExt(".pbo");
+    if (nameFile != nullptr) report("Renaming output to %s\r\n", output.c_str());
+    return output.str();
 }
 
-std::vector<ArchiveFile::BuildEntry> ArchiveFile::_RecurseBuildEntries(const std::string& folder,
-                                                                       const std::string& output,
-                                                                       const char* exclude, int flags) {
+std::vector<ArchiveFile::BuildEntry> ArchiveFile::walkSource(const std::string& folder) {
     std::vector<Platform::FolderItem> files;
     std::string unreadable;
     if (!Platform::walkFolder(folder, files, unreadable)) {
         report("cannot read %s\r\n", unreadable.c_str());
         raise(AE_CannotReadFile);
     }
-    const std::vector<std::string> excluded = listItems(exclude);
-    const std::string outputPath = paths::native(output);
-
     std::vector<BuildEntry> entries;
+    entries.reserve(files.size());
     for (Platform::FolderItem& file : files) {
-        const std::string name = paths::withSeparator(file.relativePath, '\\');
-        const std::string fileName = name.substr(paths::fileNameStart(name));
-        const std::string path = folder + "/" + file.relativePath;
-        // Explorer thumbnails are never content.
-        if (paths::equalIgnoringCase(fileName, "thumbs.db")) continue;
-        if (IsPrefixFile(fileName.c_str()) || excludedBy(name, excluded) ||
-            paths::equalPaths(path, outputPath, true)) {
-            report("excluding %s\r\n", name.c_str());
-            continue;
-        }
-        BuildEntry entry{name, path, file.size, file.modificationTime, false};
-        if (!(flags & KeepConfigText) && paths::fileKind(name) == FK_ConfigCpp) {
-            entry.name = name.substr(0, paths::fileNameStart(name)) + "config.bin";
-            entry.binarise = true;
-        }
+        BuildEntry entry;
+        entry.name = paths::withSeparator(file.relativePath, '\\');
+        entry.source = folder + "/" + file.relativePath;
+        entry.size = file.size;
+        entry.time = buildTime_.value_or(file.modificationTime);
         entries.push_back(std::move(entry));
-    }
-
-    std::sort(entries.begin(), entries.end(), [](const BuildEntry& a, const BuildEntry& b) {
-        const std::string lowerA = lowerCase(a.name), lowerB = lowerCase(b.name);
-        if (lowerA != lowerB) return lowerA < lowerB;
-        // A config.bin compiled from text sorts first and so wins over a config.bin file beside it.
-        if (a.binarise != b.binarise) return a.binarise;
-        return a.name < b.name;
-    });
-    for (std::size_t i = 1; i < entries.size();) {
-        if (paths::equalIgnoringCase(entries[i].name, entries[i - 1].name) && entries[i - 1].binarise) {
-            report("replacing existing content %s\r\n", entries[i].name.c_str());
-            entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(i));
-        } else {
-            ++i;
-        }
     }
     return entries;
 }
 
-void ArchiveFile::_RecurseScanForSpecialFiles(const std::vector<BuildEntry>& entries, int style) {
+void ArchiveFile::_RecurseScanForSpecialFiles(const std::vector<BuildEntry>& files, int style, bool prefixGiven) {
+    if (style != StyleKern || prefixGiven) return;
     // An archive without a prefix is mounted as a mission, a campaign or a root addon, and each of
-    // those is recognised by one of these files at its root.
-    const bool recognised = std::any_of(entries.begin(), entries.end(), [](const BuildEntry& entry) {
-        if (entry.name.find('\\') != std::string::npos) return false;
-        const int kind = paths::fileKind(entry.name);
-        return kind == FK_ConfigCpp || kind == FK_ConfigBin || kind == FK_MissionSqm || kind == FK_DescriptionExt;
-    });
-    if (!recognised && style == StyleKern) {
-        report("%s: an archive without a prefix needs config.cpp, config.bin, mission.sqm or description.ext at its root\r\n",
-               ErrorString(AE_NoMissionOrConfig));
-        raise(AE_NoMissionOrConfig);
+    // those is recognised by one of its files at the root; a prefix file there gives the prefix.
+    bool recognised = false;
+    for (const BuildEntry& file : files) {
+        if (file.name.find('\\') != std::string::npos) continue;
+        const int kind = paths::fileKind(file.name);
+        if (IsPrefixFile(file.name.c_str())) return;
+        recognised = recognised || kind == FK_ConfigCpp || kind == FK_ConfigBin || kind == FK_MissionSqm ||
+                     kind == FK_DescriptionExt;
     }
+    if (recognised) return;
+    report("%s: an archive without a prefix needs config.cpp, config.bin, mission.sqm or description.ext at its "
+           "root\r\n",
+           ErrorString(AE_NoMissionOrConfig));
+    raise(AE_NoMissionOrConfig);
+}
+
+std::vector<ArchiveFile::BuildEntry> ArchiveFile::_RecurseBuildEntries(std::vector<BuildEntry> files,
+                                                                       const std::string& output,
+                                                                       const char* exclude, int flags) {
+    const std::vector<std::string> excluded = listItems(exclude);
+    const std::string outputPath = paths::native(output);
+    std::vector<BuildEntry> entries;
+    for (BuildEntry& file : files) {
+        const std::string fileName = file.name.substr(paths::fileNameStart(file.name));
+        // Explorer thumbnails are never content.
+        if (paths::equalIgnoringCase(fileName, "thumbs.db")) continue;
+        if (IsPrefixFile(fileName.c_str()) || excludedBy(file.name, excluded) ||
+            paths::equalPaths(file.source, outputPath, true)) {
+            report("excluding %s\r\n", file.name.c_str());
+            continue;
+        }
+        if (!(flags & KeepConfigText) && paths::fileKind(file.name) == FK_ConfigCpp) {
+            file.name = file.name.substr(0, paths::fileNameStart(file.name)) + "config.bin";
+            file.binarise = true;
+        }
+        entries.push_back(std::move(file));
+    }
+    // A config.bin compiled from text sorts after a config.bin file beside it, and so replaces it.
+    std::sort(entries.begin(), entries.end(), [](const BuildEntry& a, const BuildEntry& b) {
+        const std::string lowerA = lowerCase(a.name), lowerB = lowerCase(b.name);
+        if (lowerA != lowerB) return lowerA < lowerB;
+        if (a.binarise != b.binarise) return b.binarise;
+        return a.name < b.name;
+    });
+    return entries;
 }
 
 std::string ArchiveFile::_CalcPrefix(const std::string& folder, const char* prefix) {
@@ -329,16 +333,16 @@ std::string ArchiveFile::_CalcPrefix(const std::string& folder, const char* pref
 // Every model of the folder is opened; the textures and materials that the faces of an editable one
 // name must be in the archive being built or under the include root, or the build stops with the list
 // of what is missing. Binarised bodies are not interpreted, so they name nothing here.
-void ArchiveFile::_CheckP3d(const std::string& prefix) {
+void ArchiveFile::_CheckP3d(const std::vector<BuildEntry>& entries, const std::string& prefix) {
     std::vector<const BuildEntry*> models;
-    for (const BuildEntry& entry : buildEntries_)
+    for (const BuildEntry& entry : entries)
         if (paths::fileKind(entry.name) == FK_Model) models.push_back(&entry);
     if (models.empty()) return;
     P3dFile* reader = parent_ ? parent_->p3dFile() : nullptr;
     if (reader == nullptr) raise(AE_CodeBug);
 
     std::unordered_set<std::string> archived;
-    for (const BuildEntry& entry : buildEntries_) archived.insert(lowerCase(entry.name));
+    for (const BuildEntry& entry : entries) archived.insert(lowerCase(entry.name));
 
     report("scanning p3d\r\n");
     std::vector<std::string> missing;
@@ -372,45 +376,132 @@ void ArchiveFile::_CheckP3d(const std::string& prefix) {
     raise(AE_MissingFiles);
 }
 
-// ---- Writing -------------------------------------------------------------------------------------
+// ---- Building entry by entry ---------------------------------------------------------------------
 
 bool ArchiveFile::CreatePbo(const char* outputName, int style, const char* prefix, LogCallback callback) {
-    callback_ = callback;
-    prefix_ = prefix ? prefix : "";
-    buildStyle_ = style;
-    FileStringA name(outputName ? outputName : "");
-    if (HasPboExt(name)) name.fs_RemoveExt();
-    name.fs_AddExt(".pbo");
-    writer_.MakeFolders(name);
-    if (!writer_.CreateFileA(name)) return false;
-
-    switch (style) {
-    case StyleVanguard:
-        report("Creating Vanguard style pbo\r\n");
-        _WriteFirstHeaderBegin();
-        _header_write_token("product", "TGR: Vanguard");
-        _WriteFirstHeaderEnd();
-        break;
-    case StyleKernNoSha:
-    case StyleRegal:
-        report(style == StyleRegal ? "Creating Xbox Regal Style Pbo:\r\n" : "Creating KerN style no sha1key\r\n");
-        _WriteFirstHeaderBegin();
-        if (!prefix_.empty()) _header_write_prefix();
-        _WriteFirstHeaderEnd();
-        break;
-    case StyleKern:
-        report(prefix_.empty() ? "Creating KerN noPrefix (mission/campaign/or rootAddon) pbo:\r\n"
-                               : "Creating KerN style pbo:\r\n");
-        _WriteFirstHeaderBegin();
-        if (!prefix_.empty()) _header_write_prefix();
-        _WriteFirstHeaderEnd();
-        break;
-    default:
-        report("Creating KQM style pbo\r\n");
-        break;
+    useCallback(callback);
+    if (writer_.WriteActive()) {
+        lastError_ = AE_CodeBug;
+        return false;
     }
-    return true;
+    if (prefix != nullptr && *prefix != '\0') prefix_ = prefix;
+    buildStyle_ = style & ~OptionBits;
+    buildFlags_ = style & OptionBits;
+    if (buildFlags_ & NoCompression) buildFlags_ &= ~CompressEntries;
+    buildEntries_.clear();
+    buildIndex_.clear();
+    totals_ = {};
+    const int code = CommonException(guarded(
+        writer_,
+        [&]() -> int {
+            FileStringA name(outputName ? outputName : "");
+            if (HasPboExt(name)) name.fs_RemoveExt();
+            name.fs_AddExt(".pbo");
+            writer_.MakeFolders(name);
+            if (!writer_.CreateFileA(name)) return AE_CannotWrite;
+
+            switch (buildStyle_) {
+            case StyleVanguard:
+                report("Creating Vanguard style pbo\r\n");
+                _WriteFirstHeaderBegin();
+                _header_write_token("product", "TGR: Vanguard");
+                _WriteFirstHeaderEnd();
+                break;
+            case StyleKernNoSha:
+            case StyleRegal:
+                report(buildStyle_ == StyleRegal ? "Creating Xbox Regal Style Pbo:\r\n"
+                                                 : "Creating KerN style no sha1key\r\n");
+                _WriteFirstHeaderBegin();
+                if (!prefix_.empty()) _header_write_prefix();
+                _WriteFirstHeaderEnd();
+                break;
+            case StyleKern:
+                report(prefix_.empty() ? "Creating KerN noPrefix (mission/campaign/or rootAddon) pbo:\r\n"
+                                       : "Creating KerN style pbo:\r\n");
+                _WriteFirstHeaderBegin();
+                if (!prefix_.empty()) _header_write_prefix();
+                _WriteFirstHeaderEnd();
+                break;
+            default:
+                report("Creating KQM style pbo\r\n");
+                break;
+            }
+            return AE_NoError;
+        },
+        [] {}));
+    return code == AE_NoError;
 }
+
+int ArchiveFile::AddNewEntry(const char* name, const void* data, std::uint64_t size) {
+    if (!writer_.WriteActive() || (data == nullptr && size != 0)) return lastError_ = AE_CodeBug;
+    // A failed add leaves the archive begun as it was: the guard is the reader's stream, not the output.
+    return CommonException(guarded(
+        stream_,
+        [&] {
+            BuildEntry entry;
+            entry.name = name ? name : "";
+            entry.size = size;
+            entry.time = buildTime_.value_or(Platform::now());
+            const auto* bytes = static_cast<const std::uint8_t*>(data);
+            if (size != 0) entry.bytes.assign(bytes, bytes + size);
+            _AddEntryNew(std::move(entry));
+        },
+        [] {}));
+}
+
+int ArchiveFile::ProcessAddNewEntry(const char* name, const char* file) {
+    if (!writer_.WriteActive()) return lastError_ = AE_CodeBug;
+    return CommonException(guarded(
+        stream_,
+        [&] {
+            BuildEntry entry;
+            entry.name = name ? name : "";
+            entry.source = paths::native(file ? file : "");
+            const std::optional<std::uint64_t> size = Platform::fileSize(entry.source);
+            const std::optional<std::int64_t> time = Platform::modificationTime(entry.source);
+            if (!Platform::isFile(entry.source) || !size || !time) {
+                report("%s: %s\r\n", ErrorString(AE_NoFile), entry.source.c_str());
+                raise(AE_NoFile);
+            }
+            entry.size = *size;
+            entry.time = buildTime_.value_or(*time);
+            _AddEntryNew(std::move(entry));
+        },
+        [] {}));
+}
+
+void ArchiveFile::_AddEntryNew(BuildEntry&& entry) {
+    std::replace(entry.name.begin(), entry.name.end(), '/', '\\');
+    if (!entry.name.empty() && entry.name.front() == '\\') entry.name.erase(entry.name.begin());
+    // An empty name would stand in the header as its end.
+    if (entry.name.empty()) {
+        report("%s: an entry needs a name\r\n", ErrorString(AE_NoFile));
+        raise(AE_NoFile);
+    }
+    if (entry.size > std::numeric_limits<std::uint32_t>::max()) {
+        report("%s is too large for an archive entry\r\n", entry.name.c_str());
+        raise(AE_CannotReadFile);
+    }
+    const auto [existing, added] = buildIndex_.try_emplace(lowerCase(entry.name), buildEntries_.size());
+    if (added) {
+        buildEntries_.push_back(std::move(entry));
+        return;
+    }
+    report("replacing existing content %s\r\n", entry.name.c_str());
+    BuildEntry& replaced = buildEntries_[existing->second];
+    entry.name = std::move(replaced.name);
+    replaced = std::move(entry);
+}
+
+int ArchiveFile::SavePbo() {
+    if (!writer_.WriteActive()) return lastError_ = AE_CodeBug;
+    const int code = CommonException(guarded(writer_, [&] { WriteDataBlockAndClose(); }, [] {}));
+    buildEntries_.clear();
+    buildIndex_.clear();
+    return code;
+}
+
+// ---- Writing -------------------------------------------------------------------------------------
 
 void ArchiveFile::_WriteFirstHeaderBegin() {
     writer_.WriteAsciiz("");
@@ -432,35 +523,57 @@ void ArchiveFile::_WriteFirstHeaderEnd() {
     _header_write_token(ToolPropertyName.data(), ToolPropertyValue.data());
     for (const TokenPair& property : properties_) {
         const std::string_view name = property.name.view();
-        const bool writtenAlready = paths::equalIgnoringCase(name, "prefix") ||
-                                    paths::equalIgnoringCase(name, ToolPropertyName) ||
-                                    (buildStyle_ == StyleVanguard && paths::equalIgnoringCase(name, "product"));
+        const bool writtenAlready =
+            paths::equalIgnoringCase(name, "prefix") || paths::equalIgnoringCase(name, ToolPropertyName);
         if (!writtenAlready && !name.empty()) _header_write_token(property.name, property.value ? property.value : "");
     }
     writer_.WriteByte(0);
 }
 
-void ArchiveFile::writeHeaderEntries() {
-    for (const auto& entry : entries_) {
-        writer_.WriteAsciiz(entry->name());
-        writer_.WriteLong(static_cast<std::int32_t>(entry->packingMethod_));
-        writer_.WriteLong(static_cast<std::int32_t>(entry->originalSize_));
-        writer_.WriteLong(static_cast<std::int32_t>(entry->reserved_));
-        writer_.WriteLong(static_cast<std::int32_t>(entry->timeStamp_));
-        writer_.WriteLong(static_cast<std::int32_t>(entry->dataSize_));
+void ArchiveFile::writeHeaderEntries(const std::vector<pbo_entry>& entries) {
+    for (const pbo_entry& entry : entries) {
+        writer_.WriteAsciiz(entry.name());
+        writer_.WriteLong(static_cast<std::int32_t>(entry.packingMethod_));
+        writer_.WriteLong(static_cast<std::int32_t>(entry.originalSize_));
+        writer_.WriteLong(static_cast<std::int32_t>(entry.reserved_));
+        writer_.WriteLong(static_cast<std::int32_t>(entry.timeStamp_));
+        writer_.WriteLong(static_cast<std::int32_t>(entry.dataSize_));
     }
     // The terminating entry: an empty name and five zero fields.
     writer_.WriteAsciiz("");
     for (int field = 0; field < 5; ++field) writer_.WriteLong(0);
 }
 
-std::vector<std::uint8_t> ArchiveFile::entryBytes(const BuildEntry& entry, int flags) {
+void ArchiveFile::WriteDataBlockAndClose() {
+    const std::int64_t headerStart = writer_.Ftell(true);
+    std::vector<pbo_entry> entries(buildEntries_.size());
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        entries[i].name_.Set(buildEntries_[i].name);
+        entries[i].timeStamp_ = entryTime(buildEntries_[i].time);
+    }
+    // Sizes are not known yet: the header is written now to reserve its place and again below.
+    writeHeaderEntries(entries);
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        std::vector<std::uint8_t> data = entryBytes(buildEntries_[i]);
+        compressEntry(entries[i], data);
+        writer_.WriteBlock(data.data(), data.size());
+    }
+    if (buildFlags_ & CompressEntries)
+        report("Overall compression from %llu to %llu (%2.f%c reduction)", static_cast<unsigned long long>(totals_.before),
+               static_cast<unsigned long long>(totals_.after), reduction(totals_.before, totals_.after), '%');
+
+    const std::int64_t dataEnd = writer_.Ftell(true);
+    if (!writer_.Fseek(headerStart)) raise(GE_CannotWrite);
+    writeHeaderEntries(entries);
+    if (!writer_.Fseek(dataEnd)) raise(GE_CannotWrite);
+    _WriteChecksum(buildStyle_);
+    writer_.CloseOutput();
+}
+
+std::vector<std::uint8_t> ArchiveFile::entryBytes(BuildEntry& entry) {
+    if (entry.source.empty()) return std::move(entry.bytes);
     std::vector<std::uint8_t> bytes;
     if (!entry.binarise) {
-        if (entry.size > std::numeric_limits<std::uint32_t>::max()) {
-            report("%s is too large for an archive entry\r\n", entry.source.c_str());
-            raise(AE_CannotReadFile);
-        }
         if (!readWholeFile(entry.source, bytes, entry.size)) {
             report("%s: %s\r\n", ErrorString(AE_CannotReadFile), entry.source.c_str());
             raise(AE_CannotReadFile);
@@ -471,7 +584,7 @@ std::vector<std::uint8_t> ArchiveFile::entryBytes(const BuildEntry& entry, int f
     if (compiler == nullptr) raise(AE_CodeBug);
     compiler->SetIncludeRoot(includeRoot_.c_str());
     // Archives of the newer generations carry offset-style configs whatever their text chose.
-    const bool newerStyle = (flags & StyleBits) >= StyleKernNoSha;
+    const bool newerStyle = buildStyle_ >= StyleKernNoSha;
     int code = compiler->OpenRapText(entry.source.c_str(), newerStyle ? Rapify::ForceKern : 0,
                                      compileCallback_.value_or(callback_));
     if (code == 0) code = compiler->OutputRap(bytes, newerStyle);
@@ -484,17 +597,17 @@ std::vector<std::uint8_t> ArchiveFile::entryBytes(const BuildEntry& entry, int f
     return bytes;
 }
 
-void ArchiveFile::_AddEntryNew(pbo_entry& entry, std::vector<std::uint8_t>& data, int flags) {
+void ArchiveFile::compressEntry(pbo_entry& entry, std::vector<std::uint8_t>& data) {
     entry.packingMethod_ = pbo_entry::Stored;
     entry.originalSize_ = 0;
     entry.dataSize_ = static_cast<std::uint32_t>(data.size());
     entry.realSize_ = entry.dataSize_;
-    if (!(flags & CompressEntries)) return;
+    if (!(buildFlags_ & CompressEntries)) return;
 
     totals_.before += data.size();
     totals_.after += data.size();
-    // An empty file cannot shrink, and a never-compress extension is kept as it is on purpose.
-    if (data.empty() || hasExtensionIn(entry.name(), totals_.neverCompress)) return;
+    // A never-compress extension is kept as it is on purpose.
+    if (hasExtensionIn(entry.name(), neverCompress_)) return;
 
     report("compressing %s", entry.name());
     BlockCoder coder;
@@ -515,7 +628,7 @@ void ArchiveFile::_AddEntryNew(pbo_entry& entry, std::vector<std::uint8_t>& data
 }
 
 void ArchiveFile::_WriteChecksum(int style) {
-    if (style != StyleRegal && style != StyleKern) return;
+    if (style == StyleKqm || style == StyleVanguard || style == StyleKernNoSha) return;
     Sha1 sha;
     writer_.readBackInPieces([&](std::span<const unsigned char> piece) { sha.update(piece); });
     const Sha1::Digest digest = sha.final();

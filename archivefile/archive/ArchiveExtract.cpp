@@ -9,6 +9,7 @@
 
 #include "archivefile/archive/ArchiveFile.h"
 #include "archivefile/foundation/FileStringA.h"
+#include "archivefile/foundation/GenericError.h"
 #include "archivefile/foundation/Guarded.h"
 #include "archivefile/foundation/PathRules.h"
 #include "archivefile/foundation/Platform.h"
@@ -47,15 +48,15 @@ bool unsafeName(std::string_view name) {
     return false;
 }
 
+// A prefix written with a leading separator ("\pa\pb") still names a folder below the output folder.
+bool unsafePrefix(std::string_view prefix) {
+    while (!prefix.empty() && paths::isSlash(prefix.front())) prefix.remove_prefix(1);
+    return unsafeName(prefix);
+}
+
 std::string joined(const std::string& folder, const std::string& name) {
     FileStringA path;
     return path.fs_format_folder_and_file(folder.c_str(), name.c_str());
-}
-
-// "*" cannot stand in a file name, so archives that use it get a "z" in its place.
-std::string withoutStars(std::string text) {
-    std::replace(text.begin(), text.end(), '*', 'z');
-    return text;
 }
 
 bool within(const fs::path& candidate, const fs::path& root) {
@@ -134,7 +135,7 @@ int ArchiveFile::ExtractPreOpened(unsigned flags, const char* fileList, const ch
             extraction_ = {};
             const bool hasDestination = destFolder != nullptr && *destFolder != '\0';
             const bool usePrefix = HasPrefix() && !(flags & IgnorePrefix);
-            if (usePrefix && !prefix_.empty() && unsafeName(prefix_)) {
+            if (usePrefix && !prefix_.empty() && unsafePrefix(prefix_)) {
                 report("Cannot use prefix %s: it leads outside the output folder\r\n", prefix_.c_str());
                 return AE_IllegalFolder;
             }
@@ -151,7 +152,7 @@ int ArchiveFile::ExtractPreOpened(unsigned flags, const char* fileList, const ch
             const auto namesPrefixFile = [](const std::string& item) { return IsPrefixFile(item.c_str()); };
             if (std::any_of(items.begin(), items.end(), namesPrefixFile)) {
                 if (!HasPrefix()) {
-                    std::fputs("Warning: this pbo has no prefix to extract\n", stderr);
+                    std::fputs("Warning: this pbo has no prefix to extract", stderr);
                     return AE_NoError;
                 }
                 return _PrefixFile_MakeName(folder.c_str(), brief);
@@ -175,11 +176,12 @@ std::string ArchiveFile::outputFolder(unsigned flags, const char* destFolder) {
     const bool hasDestination = destFolder != nullptr && *destFolder != '\0';
     std::string place = hasDestination ? std::string(destFolder) : withoutExtension;
     if (place.size() > paths::rootLength(place) && paths::trailingSlash(place) != paths::none) place.pop_back();
+    extraction_.placeText = place;
     extraction_.placeNamed = paths::native(place);
     std::error_code ignored;
     extraction_.placeResolved = fs::weakly_canonical(extraction_.placeNamed, ignored).string();
 
-    if (HasPrefix() && !(flags & IgnorePrefix)) return joined(place, withoutStars(prefix_));
+    if (HasPrefix() && !(flags & IgnorePrefix)) return joined(place, prefix_);
     if (hasDestination) return joined(place, FileStringA().fs_GetFilenameOnly(archive.c_str()));
     return place;
 }
@@ -219,7 +221,13 @@ int ArchiveFile::_ExtractToFile(const char* outputFolder, pbo_entry* entry, bool
         ++extraction_.refusals;
         return AE_IllegalFolder;
     }
-    std::string target = joined(outputFolder, withoutStars(entry->name()));
+    // "*" cannot stand in a file name, so archives that use it get a "z" in its place, in the prefix
+    // as in the entry's name. The folder the user named keeps its own characters: a target moved
+    // out of it would be written outside the place the user named.
+    std::string target = joined(outputFolder, entry->name());
+    const std::string& place = extraction_.placeText;
+    std::replace(target.begin() + static_cast<std::ptrdiff_t>(target.starts_with(place) ? place.size() : 0),
+                 target.end(), '*', 'z');
     if (!insideOutput(target)) {
         report(" refused: a symbolic link on its path leads outside the output folder\r\n");
         ++extraction_.refusals;
@@ -230,15 +238,11 @@ int ArchiveFile::_ExtractToFile(const char* outputFolder, pbo_entry* entry, bool
 
 int ArchiveFile::_ExtractFile(pbo_entry* entry, std::string target, bool decode, std::int64_t archiveTime,
                               int keepData) {
+    // The entry's line ends only once its data and folders are in place; a failure before that
+    // leaves the name standing without a line end.
     const int loaded = GetFileData(entry, decode ? DecodeData : 0);
-    if (loaded < 0) {
-        report("\r\n");
-        return loaded;
-    }
-    if (!makeFoldersFor(target)) {
-        report("\r\n");
-        return AE_IllegalFolder;
-    }
+    if (loaded < 0) return loaded;
+    if (!makeFoldersFor(target)) return AE_IllegalFolder;
     if (decode && entry->WasRapified()) {
         report(" (rapfiled)");
         if (paths::fileKind(target) == FK_ConfigBin) {
@@ -337,8 +341,15 @@ bool ArchiveFile::makeFoldersFor(const std::string& target) {
 
 bool ArchiveFile::writeFile(const std::string& target, std::span<const std::uint8_t> bytes) {
     if (!writer_.CreateFileA(target.c_str())) return false;
-    writer_.WriteBlock(bytes.data(), bytes.size());
-    writer_.CloseOutput();
+    try {
+        writer_.WriteBlock(bytes.data(), bytes.size());
+        // The file replaces the target only here, and the rename may fail like any write.
+        writer_.CloseOutput();
+    } catch (Generic_Errors code) {
+        if (code != GE_CannotWrite) throw;
+        writer_.abandonOutput();
+        return false;
+    }
     return true;
 }
 

@@ -9,6 +9,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -87,17 +88,19 @@ public:
 
     static constexpr const char* PrefixFileName = "PboPrefix.txt";
 
-    // Building: the style is one of the archive types above, given in the flags of MakePboNew.
+    // Building: the style is one of the archive types above, given with the option bits below in
+    // the flags of MakePboNew and CreatePbo. A value that is none of these styles gets no properties
+    // entry and a SHA-1 trailer.
     static constexpr int StyleKqm = TypeNoProperties;
     static constexpr int StyleVanguard = TypeProperties;
     static constexpr int StyleKernNoSha = TypePrefixNoTrailer;
     static constexpr int StyleRegal = TypePrefixChecksum;
     static constexpr int StyleKern = TypePrefixSha;
-    static constexpr int StyleBits = 0x780;
     static constexpr int CompressEntries = 0x20;       // compress entries that shrink
     static constexpr int NoCompression = 0x100000;     // overrides CompressEntries
     static constexpr int KeepConfigText = 0x200000;    // store config.cpp as text instead of binarising it
     static constexpr int CheckModels = 0x400000;       // open every model and list what it names that is missing
+    static constexpr int OptionBits = CompressEntries | NoCompression | KeepConfigText | CheckModels;
 
     explicit ArchiveFile(VexDLL* parent);
     ~ArchiveFile();
@@ -165,22 +168,47 @@ public:
 
     // Builds an archive from every file below `folder` (flags: a style, CompressEntries,
     // NoCompression, KeepConfigText, CheckModels). Without an output name the archive goes beside the folder,
-    // named after it. `neverCompress` lists extensions that stay stored ("ogg,paa"), `prefix`
-    // overrides the folder's prefix file, and `exclude` lists file names or "*.ext" items to leave
-    // out. Entries are written in the order of their paths, case ignored, so that the same folder
-    // always gives the same bytes.
+    // named after it or after the name in the folder's PboName.h or PboName.hpp. `neverCompress`
+    // lists extensions that stay stored ("ogg,paa"), `prefix` overrides the folder's prefix file, and
+    // `exclude` lists file names or "*.ext" items to leave out. Entries are written in the order of
+    // their paths, case ignored, so that the same folder always gives the same bytes.
     int MakePboNew(const char* folder, int flags, const char* outputName, LogCallback callback,
                    const char* neverCompress = nullptr, const char* prefix = nullptr, const char* exclude = nullptr);
-    // Time stamp written for every entry instead of the files' own times (none: the files' times).
+    // Time stamp written for every entry instead of the files' own times (none: the files' times,
+    // and the time of the build for entries added from memory).
     void setBuildTime(std::optional<std::int64_t> seconds) { buildTime_ = seconds; }
     // Where the compiler's own notices go while config.cpp files are binarised (by default the
     // build's callback); its errors are reported through the build's callback in any case.
     void setCompileCallback(LogCallback callback) { compileCallback_ = callback; }
     // Where config.cpp files look for includes named from a root ("\x\tag\file.hpp").
     void setIncludeRoot(const char* folder) { includeRoot_ = folder ? folder : ""; }
-    // Creates the output and writes the properties entry of the style; false when the file cannot
-    // be created.
+    // Extensions that compression leaves stored, separated by commas ("ogg,.paa").
+    void setNeverCompress(const char* extensions) { neverCompress_ = listItems(extensions); }
+
+    // Building an archive entry by entry, as MakePboNew does for a folder:
+    //
+    //     archive.CreatePbo("out.pbo", ArchiveFile::StyleKern | ArchiveFile::CompressEntries, "x\\tag", log);
+    //     archive.AddNewEntry("config.bin", bytes.data(), bytes.size());
+    //     archive.ProcessAddNewEntry("data\\wall.paa", "/mod/data/wall.paa");
+    //     int code = archive.SavePbo();
+    //
+    // CreatePbo creates the output and writes the properties entry of the style: the prefix (the
+    // one given, or else the open archive's), then the tool signature with every property the
+    // handler holds except "prefix" and "tavin". False when the file cannot be created or an
+    // archive begun earlier is still open. `style` is one of the Style values and may carry
+    // CompressEntries. Messages go through `callback`.
     bool CreatePbo(const char* outputName, int style, const char* prefix, LogCallback callback);
+    // Adds an entry from memory (the bytes are copied) or from a file (read when the archive is
+    // saved, so that memory holds one entry at a time). Entries keep the order in which they were
+    // added; a name given again replaces the earlier entry's content in its place. Names are paths
+    // inside the archive; "/" becomes a backslash and one leading separator is dropped. 0, or -3 for an
+    // empty name or a file that cannot be found, -4 when no archive was begun.
+    int AddNewEntry(const char* name, const void* data, std::uint64_t size);
+    int ProcessAddNewEntry(const char* name, const char* file);
+    // Writes the header entries, the data (with CompressEntries, compressed where it shrinks) and
+    // the trailer of the style, and completes the file, which replaces any earlier one only now.
+    // 0 or a code; on failure nothing is left behind. ClosePbo abandons an archive not yet saved.
+    int SavePbo();
 
 private:
     // Reading.
@@ -229,10 +257,11 @@ private:
     std::vector<TokenPair> properties_;
     std::vector<std::unique_ptr<pbo_entry>> entries_;
 
-    // Extraction in progress: the folder the caller named (nothing is written outside it) as given
-    // and as resolved, the folders inside it already checked and made, and how many entries were
+    // Extraction in progress: the folder the caller named (nothing is written outside it) as given,
+    // for this system and as resolved, the folders inside it already checked and made, and how many entries were
     // refused for their names.
     struct Extraction {
+        std::string placeText;
         std::string placeNamed;
         std::string placeResolved;
         std::unordered_set<std::string> checkedFolders;
@@ -246,39 +275,49 @@ private:
 
     // Building.
     struct BuildEntry {
-        std::string name;         // path inside the archive, with "\\"
-        std::string source;       // file on disk
+        std::string name;                 // path inside the archive, with backslashes
+        std::string source;               // file on disk; empty for an entry given in memory
+        std::vector<std::uint8_t> bytes;  // the content of an entry given in memory
         std::uint64_t size = 0;
         std::int64_t time = 0;
-        bool binarise = false;    // a config.cpp stored as config.bin
+        bool binarise = false;            // a config.cpp stored as config.bin
     };
     struct CompressionTotals {
         std::uint64_t before = 0;
         std::uint64_t after = 0;
-        std::vector<std::string> neverCompress;
     };
+    void useCallback(LogCallback callback);
     std::string _CreateOutFname(const std::string& folder, const char* outputName);
-    std::vector<BuildEntry> _RecurseBuildEntries(const std::string& folder, const std::string& output,
+    // Every file below the folder, as entries named by their paths inside it.
+    std::vector<BuildEntry> walkSource(const std::string& folder);
+    // Refuses a kern-style archive that will have no prefix and no file at its root that says what it is.
+    void _RecurseScanForSpecialFiles(const std::vector<BuildEntry>& files, int style, bool prefixGiven);
+    std::vector<BuildEntry> _RecurseBuildEntries(std::vector<BuildEntry> files, const std::string& output,
                                                  const char* exclude, int flags);
-    void _RecurseScanForSpecialFiles(const std::vector<BuildEntry>& entries, int style);
     std::string _CalcPrefix(const std::string& folder, const char* prefix);
-    void _CheckP3d(const std::string& prefix);
+    // Opens every model among `entries` and stops the build with the list of what they name that is missing.
+    void _CheckP3d(const std::vector<BuildEntry>& entries, const std::string& prefix);
+    void _AddEntryNew(BuildEntry&& entry);
     void _WriteFirstHeaderBegin();
     void _header_write_token(const char* name, const char* value);
     void _header_write_prefix();
     void _WriteFirstHeaderEnd();
-    void writeHeaderEntries();
-    std::vector<std::uint8_t> entryBytes(const BuildEntry& entry, int flags);
-    void _AddEntryNew(pbo_entry& entry, std::vector<std::uint8_t>& data, int flags);
+    void writeHeaderEntries(const std::vector<pbo_entry>& entries);
+    void WriteDataBlockAndClose();
+    std::vector<std::uint8_t> entryBytes(BuildEntry& entry);
+    void compressEntry(pbo_entry& entry, std::vector<std::uint8_t>& data);
     void _WriteChecksum(int style);
 
     std::optional<std::int64_t> buildTime_;
     std::optional<LogCallback> compileCallback_;
     std::string includeRoot_;
+    std::vector<std::string> neverCompress_;
     int buildStyle_ = StyleKern;
-    std::uint64_t headerStart_ = 0;
+    int buildFlags_ = 0;
     CompressionTotals totals_;
+    // The entries added so far, and where each name (in lower case) stands among them.
     std::vector<BuildEntry> buildEntries_;
+    std::unordered_map<std::string, std::size_t> buildIndex_;
 };
 
 }  // namespace archivefile

@@ -98,6 +98,8 @@ bool ArchiveFile::ClosePbo() {
     stream_.CloseInput();
     writer_.abandonOutput();
     entries_.clear();
+    buildEntries_.clear();
+    buildIndex_.clear();
     properties_.clear();
     prefix_.clear();
     headerReport_.clear();
@@ -472,7 +474,9 @@ void ArchiveFile::report(const char* format, ...) {
     va_start(args, format);
     const std::string text = vformatText(format, args);
     va_end(args);
-    stream_.PrintToStdErr(text.c_str());
+    // Every line goes to the callback given to the operation itself, the key-poll callback too: that
+    // call is where Escape cancels a long run.
+    stream_.PrintToStdErr(text.c_str(), callback_);
 }
 
 const char* ArchiveFile::ErrorString(int code) const {

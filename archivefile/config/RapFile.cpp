@@ -75,8 +75,7 @@ int RapFile::decodeInput(OpenInput&& openInput, std::string_view name) {
     stream_.CloseInput();
     if (code != GE_NoError && opened) {
         try {
-            const std::string_view text = output_.text();
-            if (!text.empty() && text.back() != '\n') output_.AddToOutput("\r\n");
+            // Added to the text as it stands, so that the partial text shows where decoding stopped.
             output_.OutputStr(0, "//%s\r\n", ErrorString(code));
         } catch (Generic_Errors) {
             // Not even the comment fits: the result code alone tells what happened.
@@ -133,15 +132,13 @@ void RapFile::decodeImage() {
             // The inline root is commented out while its entries stand at the top level, so that the
             // text compiles back to the same tree.
             decodeEntry(-1);
-            if (stream_.BytesRemaining() != 0)
-                fail(GE_ResidualBytes, position(),
-                     formatText("%llu bytes follow the root class",
-                                static_cast<unsigned long long>(stream_.BytesRemaining())));
+            // The inline style has no offset for its enum table: the table follows the root.
+            decodeEnumTable(position());
         } else {
             output_.AddToOutput(style_ == KernStyle ? "#define _KERN_\r\n\r\n"
                                                     : "#define _XBOX_ WithSignature\r\n\r\n");
             decodeOffsetRoot();
-            decodeEnumTable();
+            decodeEnumTable(enumTableStart());
         }
     } catch (Generic_Errors code) {
         // A read past the end raised by the stream carries no words of its own yet.
@@ -191,39 +188,36 @@ void RapFile::decodeOffsetRoot() {
     output_.OutputStr(0, "//};\r\n");
 }
 
-void RapFile::decodeEnumTable() {
-    const std::uint64_t size = stream_.size();
+std::uint64_t RapFile::enumTableStart() {
     const std::uint64_t offsetField = headerSize_ - 4;
-    if (enumTableOffset_ < 0 || static_cast<std::uint64_t>(enumTableOffset_) > size)
+    if (enumTableOffset_ < 0 || static_cast<std::uint64_t>(enumTableOffset_) > stream_.size())
         fail(GE_PrematureEof, offsetField,
              formatText("the enum table offset %lld lies outside the file", static_cast<long long>(enumTableOffset_)));
     const auto tableStart = static_cast<std::uint64_t>(enumTableOffset_);
-    if (tableStart == size) return;
     if (tableStart < headerSize_)
         fail(GE_InvalidFile, offsetField,
              formatText("the enum table offset %llu points into the file header",
                         static_cast<unsigned long long>(tableStart)));
+    return tableStart;
+}
 
+void RapFile::decodeEnumTable(std::uint64_t tableStart) {
+    // A file that ends where its table would begin has none.
+    if (tableStart == stream_.size()) return;
     stream_.MoveTo(tableStart);
     const std::int32_t count = stream_.ReadLong();
     if (count < 0) fail(GE_InvalidFile, tableStart, formatText("the enum table's count %d is negative", count));
     output_.AddToOutput("\r\n");
     output_.OutputStr(0, "//ndefs=%d\r\n", count);
-    if (count > 0) {
-        output_.OutputStr(0, "enum {\r\n");
-        for (std::int32_t item = 0; item < count; ++item) {
-            const char* name = stream_.ReadAsciiz();
-            const std::int32_t value = stream_.ReadLong();
-            // The compiler stores items of this name without one.
-            if (*name == '\0') name = "OrdinalEnum";
-            if (item + 1 < count) {
-                output_.OutputStr(0, "\t%s = %d,\r\n", name, value);
-            } else {
-                output_.OutputStr(0, "\t%s = %d\r\n", name, value);
-            }
-        }
-        output_.OutputStr(0, "};\r\n");
+    output_.OutputStr(0, "enum {\r\n");
+    for (std::int32_t item = 0; item < count; ++item) {
+        const char* name = stream_.ReadAsciiz();
+        const std::int32_t value = stream_.ReadLong();
+        // The compiler stores items of this name without one.
+        if (*name == '\0') name = "OrdinalEnum";
+        output_.OutputStr(0, item + 1 < count ? "\t%s = %d,\r\n" : "\t%s = %d\r\n", name, value);
     }
+    output_.OutputStr(0, "};\r\n");
     if (stream_.BytesRemaining() != 0)
         fail(GE_ResidualBytes, position(),
              formatText("%llu bytes follow the enum table", static_cast<unsigned long long>(stream_.BytesRemaining())));

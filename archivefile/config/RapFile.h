@@ -70,7 +70,9 @@ private:
     void decodeImage();
     void readHeader();
     void decodeOffsetRoot();
-    void decodeEnumTable();
+    // Where the header of an offset-style file places the enum table, checked against the file.
+    std::uint64_t enumTableStart();
+    void decodeEnumTable(std::uint64_t tableStart);
     void decodeEntries(std::uint32_t count, int indent);
     void decodeEntry(int indent);
     void decodeClass(int indent, std::uint64_t entryStart);

@@ -144,8 +144,9 @@ public:
     // The same bytes into memory, replacing what `bytes` held (left empty on failure).
     int OutputRap(std::vector<std::uint8_t>& bytes, bool force);
     // Reads an offset-style raP into a tree of its own, which becomes the current tree, and takes
-    // its style as the mode word, so that OutputRap writes it back alike. TGR style and bytes that
-    // are not raP are refused with code 38.
+    // its style as the mode word, so that OutputRap writes it back alike. A header that is neither
+    // inline nor signed is read as KerN style; TGR style and bytes that are not raP are refused with
+    // code 38.
     int ProcessBinary(const unsigned char* bytes, int size);
     // A config that may be text or raP, from a file or from memory: raP is read by ProcessBinary,
     // text is compiled as OpenRapText and Text2RapClass do (with `options`); `name` is what messages
@@ -318,6 +319,7 @@ private:
     void buildRap(std::vector<std::uint8_t>& bytes, bool force);
     void writeOffsetStyle(RapOutput& out, const RapClass* primary);
     void writeInlineStyle(RapOutput& out, const RapClass* primary);
+    void writeEnumTable(RapOutput& out);
     // The size pass: a body's entry list, the whole body, and the body with every body below it.
     // xCalcOverallOffset also records each body's sizes, in the order xIterate writes them.
     std::uint64_t xCalcTotal(const RapClass* cls);

@@ -120,20 +120,16 @@ void Rapify::readBinaryTree(RapInput& in) {
             failReading(in, RAP_TgrExtern, 0, "not a binarised config: only raP files of the offset styles are read");
         if (size >= TgrHeaderSize && std::memcmp(image + 4, InlineMarker, sizeof InlineMarker) == 0)
             failReading(in, RAP_TgrExtern, 4, "a TGR-style raP: only the offset styles are read");
-        // The marks stand behind the signature block or right after the signature. Behind the block
-        // is looked at first: a KerN file shows them there only by an accident of its content.
+        // The marks behind the signature block make the signed style; any other header is read as
+        // the KerN style, whatever its marks after the signature hold.
         constexpr std::uint64_t signedMarks = SignatureBlockOffset + SignatureBlockSize;
-        constexpr std::uint64_t kernMarks = sizeof Signature;
         if (size >= signedMarks + 8 && in.longAt(signedMarks) == HeaderMarkZero &&
             in.longAt(signedMarks + 4) == HeaderMarkEight) {
             modeWord_ = SignedStyle;
             in.headerSize = SignedHeaderSize;
-        } else if (size >= kernMarks + 8 && in.longAt(kernMarks) == HeaderMarkZero &&
-                   in.longAt(kernMarks + 4) == HeaderMarkEight) {
+        } else {
             modeWord_ = KernStyle;
             in.headerSize = KernHeaderSize;
-        } else {
-            failReading(in, RAP_TgrExtern, 4, "a raP header of no known style");
         }
         in.stream.MoveTo(in.headerSize - 4);
         in.enumOffset = in.stream.ReadLong();

@@ -171,7 +171,11 @@ bool Rapify::readTrimmedLine(std::string& into) {
 bool Rapify::readLogicalLine() {
     for (;;) {
         if (!readTrimmedLine(line_)) {
-            if (openBlocks_ > 0) failWith(RAP_EofEncountered, "#ifdef or #ifndef without its #endif\r\n");
+            // The text compiles as far as its blocks let it; the block left open is worth a warning.
+            if (openBlocks_ > 0)
+                notify(formatText("Warning: %s: %d #ifdef or #ifndef without #endif at the end of the text\r\n",
+                                  currentFile().c_str(), openBlocks_)
+                           .c_str());
             return false;
         }
         if (line_.front() == '#') {
@@ -283,37 +287,29 @@ void Rapify::directiveDefine(std::string_view rest) {
     }
     if (name.empty()) fail(RAP_BadDefine);
 
-    // While the parentheses counted so far do not balance, the define goes on over further lines.
-    std::string text(rest);
+    // A define ends with its line (continued lines are one line by now): parentheses that do not
+    // balance there are kept as they are, but a ")" with no "(" before it is refused.
     int depth = 0;
-    std::size_t counted = 0;
-    for (;;) {
-        for (; counted < text.size(); ++counted) {
-            const char c = text[counted];
-            if (c == '"') {
-                const std::size_t close = text.find('"', counted + 1);
-                counted = close == std::string::npos ? text.size() - 1 : close;
-            } else if (c == '(') {
-                ++depth;
-            } else if (c == ')' && --depth < 0) {
-                fail(RAP_BadDefine);
-            }
+    for (std::size_t at = 0; at < rest.size(); ++at) {
+        const char c = rest[at];
+        if (c == '"') {
+            const std::size_t close = rest.find('"', at + 1);
+            at = close == std::string_view::npos ? rest.size() - 1 : close;
+        } else if (c == '(') {
+            ++depth;
+        } else if (c == ')' && --depth < 0) {
+            fail(RAP_BadDefine);
         }
-        if (depth == 0) break;
-        std::string more;
-        if (!readTrimmedLine(more)) fail(RAP_BadDefine);
-        text += ' ';
-        text += more;
     }
 
     std::string_view parameters;
-    std::string_view body = std::string_view(text).substr(nameEnd);
-    const bool hasParameters = nameEnd < text.size() && text[nameEnd] == '(';
+    std::string_view body = rest.substr(nameEnd);
+    const bool hasParameters = nameEnd < rest.size() && rest[nameEnd] == '(';
     if (hasParameters) {
-        const std::size_t close = text.find(')', nameEnd);
-        if (close == std::string::npos) fail(RAP_ExpectedArguments);
-        parameters = std::string_view(text).substr(nameEnd + 1, close - nameEnd - 1);
-        body = std::string_view(text).substr(close + 1);
+        const std::size_t close = rest.find(')', nameEnd);
+        if (close == std::string_view::npos) fail(RAP_ExpectedArguments);
+        parameters = rest.substr(nameEnd + 1, close - nameEnd - 1);
+        body = rest.substr(close + 1);
     }
     body = trim(body);
     if (body == name) fail(RAP_BadDefine);

@@ -150,6 +150,8 @@ void Rapify::writeInlineStyle(RapOutput& out, const RapClass* primary) {
     out.byte(ClassEntry);
     out.asciiz({});
     writeInlineBody(primary, out, 0);
+    // With no offset to point at it, the enum table follows the root.
+    writeEnumTable(out);
 }
 
 void Rapify::writeOffsetStyle(RapOutput& out, const RapClass* primary) {
@@ -176,11 +178,7 @@ void Rapify::writeOffsetStyle(RapOutput& out, const RapClass* primary) {
     out.offset = header;
     xIterate(primary, out, 0, 0);
 
-    out.long32(static_cast<std::int32_t>(enums.size()));
-    for (const EnumItem& item : enums) {
-        out.asciiz(storedEnumName(item.name));
-        out.long32(item.value);
-    }
+    writeEnumTable(out);
     if (out.bytes.size() != total) throw TextException("raP writer: the written size differs from the laid-out size");
 
     if (signature) {
@@ -194,6 +192,15 @@ void Rapify::writeOffsetStyle(RapOutput& out, const RapClass* primary) {
             failWriting(RAP_CannotWrite, rap_GetFilename(), "cannot compute the signature block\r\n");
         }
         std::copy(digest.begin(), digest.end(), out.bytes.begin() + static_cast<std::ptrdiff_t>(SignatureBlockOffset));
+    }
+}
+
+void Rapify::writeEnumTable(RapOutput& out) {
+    const std::vector<EnumItem>& enums = enumTable();
+    out.long32(static_cast<std::int32_t>(enums.size()));
+    for (const EnumItem& item : enums) {
+        out.asciiz(storedEnumName(item.name));
+        out.long32(item.value);
     }
 }
 

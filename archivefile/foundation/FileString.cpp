@@ -121,7 +121,7 @@ const char* FileString::ParseDestination(const char* destination) {
 }
 
 int FileString::CompareFull(const char* other) const {
-    return other && paths::equalPaths(view(), other, false) ? 1 : 0;
+    return other && paths::equalIgnoringCase(view(), other) ? 1 : 0;
 }
 
 int FileString::CompareList(std::span<const char* const> names) const {

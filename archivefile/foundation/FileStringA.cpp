@@ -121,7 +121,8 @@ int FileStringA::fs_DriveType(const char* name) const {
 int FileStringA::fs_FileIs(const char* name) const { return paths::fileKind(_fs_GetName(name)); }
 
 int FileStringA::fs_Compare(const char* text, int exact) const {
-    return text && paths::equalPaths(text_, text, exact != 0) ? 1 : 0;
+    if (text == nullptr) return 0;
+    return (exact != 0 ? text_ == text : paths::equalIgnoringCase(text_, text)) ? 1 : 0;
 }
 
 int FileStringA::fs_CompareExt(const char* extension) const {

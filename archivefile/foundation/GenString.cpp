@@ -1,8 +1,11 @@
 #include "archivefile/foundation/GenString.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cctype>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <new>
@@ -55,14 +58,61 @@ double readBack(std::string_view text) {
     return value;
 }
 
-// Significant digits of the shortest text that reads back to `value`.
-int shortestDigits(float value) {
+// The shortest text that reads back to `value`: its significant digits and its decimal exponent.
+struct ShortestForm {
+    int digits = 0;
+    int exponent = 0;
+};
+
+ShortestForm shortestForm(float value) {
     char buffer[64];
     const auto result = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::scientific);
-    int digits = 0;
-    for (const char* p = buffer; p < result.ptr && *p != 'e'; ++p)
-        if (*p >= '0' && *p <= '9') ++digits;
-    return digits;
+    ShortestForm form;
+    const char* p = buffer;
+    for (; p < result.ptr && *p != 'e'; ++p)
+        if (*p >= '0' && *p <= '9') ++form.digits;
+    if (p < result.ptr && *++p == '+') ++p;
+    std::from_chars(p, result.ptr, form.exponent);
+    return form;
+}
+
+// Powers of ten from 1e-40 to 1e50 by repeated multiplication: off by a few units in the last place
+// at the ends, which the tolerance below allows for.
+constexpr int lowestPower = -40;
+constexpr std::array<double, 91> powersOfTen = [] {
+    std::array<double, 91> powers{};
+    powers[-lowestPower] = 1.0;
+    for (int k = 1 - lowestPower; k < static_cast<int>(powers.size()); ++k) powers[k] = powers[k - 1] * 10.0;
+    for (int k = -lowestPower - 1; k >= 0; --k) powers[k] = powers[k + 1] / 10.0;
+    return powers;
+}();
+
+// Whether a text with fewer digits than the shortest one may still read back. atof gives a double,
+// and the conversion to float rounds a second time: a decimal just beyond the midpoint between the
+// value and a neighbour can round onto that midpoint as a double, and the float conversion then
+// breaks the tie towards the even mantissa (0x15ae43fe reads back from "7.038531e-26" although
+// its shortest text has eight digits). So only an even mantissa qualifies, and only when a
+// midpoint lies within a double's rounding distance of a decimal of fewer digits: 2^-53 of the
+// midpoint, less than 1.2e-7 of the unit below. The tolerance of 1e-4 units covers the error of
+// this arithmetic and sends about one value in five thousand to the full search, more than must go.
+bool mayReadBackWithFewerDigits(float value, ShortestForm shortest) {
+    const std::uint32_t bits = std::bit_cast<std::uint32_t>(value);
+    if ((bits & 1u) != 0) return false;
+    const double magnitude = std::fabs(static_cast<double>(value));
+    const bool powerOfTwo = (bits & 0x7FFFFFu) == 0;
+    // Half a unit in the last place of an ordinary float: 2^(exponent field - 151), built directly.
+    const auto exponentField = static_cast<std::uint64_t>((bits >> 23) & 0xFFu);
+    const double halfGap = std::bit_cast<double>((exponentField - 151 + 1023) << 52);
+    // Decimals of up to digits - 1 significant digits at the value's decade, and every decimal of
+    // fewer digits at the decade above, are whole multiples of this unit.
+    const int scale = shortest.digits - 2 - shortest.exponent;
+    if (scale < lowestPower || scale >= lowestPower + static_cast<int>(powersOfTen.size())) return true;
+    const double unitsPerOne = powersOfTen[static_cast<std::size_t>(scale - lowestPower)];
+    for (const double midpoint : {magnitude - (powerOfTwo ? halfGap / 2 : halfGap), magnitude + halfGap}) {
+        const double units = midpoint * unitsPerOne;
+        if (std::fabs(units - static_cast<double>(static_cast<std::int64_t>(units + 0.5))) < 1e-4) return true;
+    }
+    return false;
 }
 
 }  // namespace
@@ -227,11 +277,14 @@ std::string GenString::floatText(float value) {
         std::fputs("Warning: Infinity detected\n", stderr);
         return "-0.0/*INFINITY*/";
     } else {
-        // No precision below the shortest round-trip digit count can read back, so the search for
-        // the first precision from 6 up that does starts there; it gives the same text as trying
-        // every precision from 6.
+        // Below the shortest round-trip digit count a text reads back only through double rounding,
+        // which is rare and tested for; otherwise the search for the first precision from 6 up that
+        // reads back starts at that count and gives the same text as trying every precision.
+        const ShortestForm shortest = shortestForm(value);
+        const int first =
+            shortest.digits > 6 && !mayReadBackWithFewerDigits(value, shortest) ? shortest.digits : 6;
         bool found = false;
-        for (int precision = std::max(6, shortestDigits(value)); precision <= 21; ++precision) {
+        for (int precision = first; precision <= 21; ++precision) {
             const std::string_view candidate = formatGeneral(buffer, value, precision);
             if (static_cast<float>(readBack(candidate)) == value) {
                 text = candidate;
@@ -498,6 +551,8 @@ const char* GenString::UnicodeToAscii(std::u16string_view units) {
 
 const char* GenString::ReadString(VexFileIO* stream, int length) {
     if (length < 0) return Strdup(stream->ReadAsciiz());
+    // An empty text takes no bytes, and so may stand at the very end of the input.
+    if (length == 0) return Strdup("");
     const auto* bytes = stream->FreadPtr(1, length);
     return MemDup(bytes, length);
 }

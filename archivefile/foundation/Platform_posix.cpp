@@ -1,8 +1,10 @@
 #include "archivefile/foundation/Platform.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <cstdlib>
@@ -162,9 +164,17 @@ std::string Platform::localTimeText(std::int64_t secondsSinceEpoch) {
     const auto seconds = static_cast<time_t>(secondsSinceEpoch);
     struct tm local {};
     if (::localtime_r(&seconds, &local) == nullptr) return {};
+    // The fixed English names that asctime writes, never the locale's.
+    static constexpr const char* days[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+    static constexpr const char* months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                             "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    if (local.tm_wday < 0 || local.tm_wday > 6 || local.tm_mon < 0 || local.tm_mon > 11) return {};
     char buffer[64];
-    const std::size_t length = std::strftime(buffer, sizeof buffer, "%a %b %e %H:%M:%S %Y", &local);
-    return std::string(buffer, length);
+    const int length = std::snprintf(buffer, sizeof buffer, "%s %s%3d %.2d:%.2d:%.2d %d", days[local.tm_wday],
+                                     months[local.tm_mon], local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
+                                     local.tm_year + 1900);
+    if (length < 0) return {};
+    return std::string(buffer, std::min(static_cast<std::size_t>(length), sizeof buffer - 1));
 }
 
 std::int64_t Platform::now() { return static_cast<std::int64_t>(std::time(nullptr)); }

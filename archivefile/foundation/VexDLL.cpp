@@ -1,11 +1,12 @@
 #include "archivefile/foundation/VexDLL.h"
 
+#include <charconv>
+
 #include "archivefile/animation/RtmFile.h"
 #include "archivefile/archive/ArchiveFile.h"
 #include "archivefile/config/RapFile.h"
 #include "archivefile/config/Rapify.h"
 #include "archivefile/foundation/Handler.h"
-#include "archivefile/foundation/TextFormat.h"
 #include "archivefile/foundation/VexDLLExt.h"
 #include "archivefile/media/FxyFile.h"
 #include "archivefile/media/VexSound.h"
@@ -32,10 +33,15 @@ VexDLL::VexDLL() {
 
 VexDLL::~VexDLL() = default;
 
-std::string VexDLL::versionText() { return formatText("%.2f", static_cast<double>(Version)); }
+std::string VexDLL::versionText() {
+    // "%.2f" of the version, without the process locale's decimal comma.
+    char text[16];
+    const auto written = std::to_chars(text, text + sizeof text, static_cast<double>(Version), std::chars_format::fixed, 2);
+    return std::string(text, written.ptr);
+}
 
 const char* VexDLL::VersionStr() {
-    versionString_.Format("%.2f", static_cast<double>(Version));
+    versionString_.Strdup(versionText().c_str());
     return versionString_;
 }
 

@@ -29,7 +29,8 @@ public:
     VexDLL(const VexDLL&) = delete;
     VexDLL& operator=(const VexDLL&) = delete;
 
-    // The version as "%.2f" formats it; valid until the next call or the root's destruction.
+    // The version as "%.2f" formats it in the "C" locale ("4.11" whatever locale the host program
+    // set); valid until the next call or the root's destruction.
     const char* VersionStr();
     static std::string versionText();
     // The build the library was compiled from (a commit, or "local").

@@ -294,12 +294,12 @@ std::vector<unsigned char> VexFileIO::GetAddressAndUpdateH(std::uint64_t n) {
 
 const unsigned char* VexFileIO::FreadPtr(std::uint64_t size, std::uint64_t count) {
     if (size != 0 && count > UINT64_MAX / size) raise(GE_PrematureEof);
-    const std::uint64_t total = size * count;
-    if (total == 0) {
-        if (image_ == nullptr) raise(GE_PrematureEof);
-        return image_ + offset_;
-    }
-    return GetAddressAndUpdate(total);
+    return GetAddressAndUpdate(size * count);
+}
+
+std::span<const unsigned char> VexFileIO::takeBytes(std::uint64_t count) {
+    if (count == 0) return {};
+    return {FreadPtr(1, count), static_cast<std::size_t>(count)};
 }
 
 // ---- Reading values ------------------------------------------------------------------------------
@@ -476,7 +476,8 @@ int VexFileIO::RemoveFoldersRecurse(const char*) { return 1; }
 
 int VexFileIO::Rename(const char* from, const char* to) {
     if (from == nullptr || to == nullptr || *from == '\0' || *to == '\0') return -1;
-    if (FileStringA(from).fs_Compare(to)) return 1;
+    // On disk "d/x.bin" and "d\x.bin" name the same file: deleting the target would lose the source.
+    if (paths::equalPaths(from, to, false)) return 1;
     std::string target = to;
     if (paths::lastSlash(target) == paths::none && paths::rootLength(target) == 0) {
         const std::string folder = paths::driveAndFolder(from);
@@ -533,26 +534,44 @@ void VexFileIO::Throw(int code, const char* format, ...) {
     if (code != GE_NoError) raise(code);
 }
 
+LogCallback VexFileIO::deliveringCallback(LogCallback callback) const {
+    if (callback != nullptr) return callback;
+    callback = errorCallback_ ? errorCallback_ : logCallback_;
+    // The key-poll callback prints nothing: a text found on the way to it goes to standard error, so
+    // that a cancel pending at the console cannot swallow the message of an error.
+    return callback == KeyPollCallBack ? nullptr : callback;
+}
+
 void VexFileIO::PrintToStdErr(const char* text, LogCallback callback) {
     if (text == nullptr) return;
-    if (callback != nullptr) {
-        callback(text);
+    if (const LogCallback deliver = deliveringCallback(callback)) {
+        deliver(text);
         return;
     }
-    callback = errorCallback_ ? errorCallback_ : logCallback_;
-    if (callback == KeyPollCallBack) {
-        // Polling here is what lets Escape cancel an operation that only reports through messages.
-        callback(text);
-    } else if (callback != nullptr) {
-        callback(text);
+    std::string copy(text);
+    writeToStandardError(copy.data());
+}
+
+void VexFileIO::PrintToStdErr(char* text, LogCallback callback) {
+    if (text == nullptr) return;
+    if (const LogCallback deliver = deliveringCallback(callback)) {
+        deliver(text);
         return;
     }
-    // Standard error gets the text as it stands, without carriage returns; a "%%" written for the
-    // callbacks' printf convention comes out as "%".
+    writeToStandardError(text);
+}
+
+void VexFileIO::writeToStandardError(char* text) {
+    // Carriage returns go first, in the caller's text; only then is the text read as a format, so
+    // that a "%" that a carriage return kept from its neighbour pairs with it. The text is printed
+    // literally, with "%%" as "%", never handed to printf.
+    char* kept = text;
+    for (const char* p = text; *p; ++p)
+        if (*p != '\r') *kept++ = *p;
+    *kept = '\0';
     std::string plain;
-    plain.reserve(std::strlen(text));
+    plain.reserve(static_cast<std::size_t>(kept - text));
     for (const char* p = text; *p; ++p) {
-        if (*p == '\r') continue;
         plain.push_back(*p);
         if (p[0] == '%' && p[1] == '%') ++p;
     }

@@ -71,6 +71,9 @@ public:
     const unsigned char* GetAddressAndUpdate(std::uint64_t n);
     std::vector<unsigned char> GetAddressAndUpdateH(std::uint64_t n);
     const unsigned char* FreadPtr(std::uint64_t size, std::uint64_t count);
+    // The next `count` bytes in place. Unlike FreadPtr, taking no bytes is no read at all, so an empty
+    // block may stand at the very end of the input.
+    std::span<const unsigned char> takeBytes(std::uint64_t count);
     // The whole input image (empty in huge mode).
     const unsigned char* image() const { return image_; }
 
@@ -122,7 +125,10 @@ public:
 
     // Callbacks and messages.
     [[gnu::format(printf, 3, 4)]] void Throw(int code, const char* format, ...);
+    // Delivers one text: to `callback`, else to the error or log callback, else to standard error,
+    // where carriage returns are removed from `text` first (the second form removes them in place).
     void PrintToStdErr(const char* text, LogCallback callback = nullptr);
+    void PrintToStdErr(char* text, LogCallback callback = nullptr);
     void SetCallBack(LogCallback callback);
     void SetErrCallBack(LogCallback callback) { errorCallback_ = callback; }
     LogCallback logCallback() const { return logCallback_; }
@@ -138,6 +144,8 @@ private:
     void need(std::uint64_t n) const;
     void readInto(void* destination, std::uint64_t n);
     void write(const void* data, std::uint64_t n);
+    LogCallback deliveringCallback(LogCallback callback) const;
+    static void writeToStandardError(char* text);
     template <class T> T readValue();
 
     FileString path_;

@@ -192,7 +192,7 @@ void VexSound::readWssEnd(bool strict) {
     const std::uint64_t remaining = stream_.BytesRemaining();
     checkDataSize(remaining, 0, UnknownFormat);
     sound.dataSize = static_cast<std::int32_t>(remaining);
-    sound.data = stream_.FreadPtr(1, remaining);
+    sound.data = stream_.takeBytes(remaining).data();
 }
 
 // Sizes of sample data are signed 32-bit counts in both forms, and WAVE adds its header bytes to them.
@@ -238,7 +238,7 @@ void VexSound::readWaveChunks() {
         if (data) {
             // A later data chunk replaces an earlier one.
             sound.dataSize = length;
-            sound.data = stream_.FreadPtr(1, static_cast<std::uint64_t>(length));
+            sound.data = stream_.takeBytes(static_cast<std::uint64_t>(length)).data();
         } else {
             stream_.AddOffset(length);
         }

@@ -27,10 +27,6 @@ std::size_t checkedCount(const VexFileIO& stream, std::int32_t count, std::uint6
     return static_cast<std::size_t>(count);
 }
 
-std::span<const unsigned char> takeBytes(VexFileIO& stream, std::uint64_t count) {
-    return {stream.FreadPtr(1, count), static_cast<std::size_t>(count)};
-}
-
 std::string_view takeText(VexFileIO& stream) {
     const std::int64_t start = stream.Ftell();
     const char* text = stream.ReadAsciiz();
@@ -60,13 +56,13 @@ int MlodModel::Read(VexFileIO& stream, std::int32_t lodCount) {
 
 int MlodModel::readDemonstration(VexFileIO& stream) {
     lods_.clear();
-    demonstrationSignature_ = takeBytes(stream, 4);
-    demonstrationBody_ = takeBytes(stream, stream.BytesRemaining());
+    demonstrationSignature_ = stream.takeBytes(4);
+    demonstrationBody_ = stream.takeBytes(stream.BytesRemaining());
     return demonstrationBody_.empty() ? GE_NoError : GE_ResidualBytes;
 }
 
 void MlodModel::readLod(VexFileIO& stream) {
-    const std::span<const unsigned char> signature = takeBytes(stream, 4);
+    const std::span<const unsigned char> signature = stream.takeBytes(4);
     if (std::memcmp(signature.data(), "P3DM", 4) != 0) raise(P3dFile::WrongHeaderType);
     if (stream.ReadLong() != LodHeaderSize || stream.ReadLong() != LodVersion) raise(P3dFile::WrongHeaderType);
     const std::int32_t pointCount = stream.ReadLong();
@@ -75,8 +71,8 @@ void MlodModel::readLod(VexFileIO& stream) {
 
     Lod& lod = lods_.emplace_back();
     lod.flags = stream.ReadLong();
-    lod.points = takeBytes(stream, checkedCount(stream, pointCount, Lod::PointSize) * Lod::PointSize);
-    lod.normals = takeBytes(stream, checkedCount(stream, normalCount, Lod::NormalSize) * Lod::NormalSize);
+    lod.points = stream.takeBytes(checkedCount(stream, pointCount, Lod::PointSize) * Lod::PointSize);
+    lod.normals = stream.takeBytes(checkedCount(stream, normalCount, Lod::NormalSize) * Lod::NormalSize);
 
     lod.faces.resize(checkedCount(stream, faceCount, SmallestFace));
     for (Face& face : lod.faces) {
@@ -87,13 +83,13 @@ void MlodModel::readLod(VexFileIO& stream) {
         face.material = takeText(stream);
     }
 
-    if (std::memcmp(takeBytes(stream, 4).data(), "TAGG", 4) != 0) raise(P3dFile::Undecodable);
+    if (std::memcmp(stream.takeBytes(4).data(), "TAGG", 4) != 0) raise(P3dFile::Undecodable);
     while (true) {
         Tagg& tagg = lod.taggs.emplace_back();
         tagg.active = static_cast<std::uint8_t>(stream.ReadByte());
         tagg.name = takeText(stream);
         const std::int32_t length = stream.ReadLong();
-        tagg.data = takeBytes(stream, checkedCount(stream, length, 1));
+        tagg.data = stream.takeBytes(checkedCount(stream, length, 1));
         if (tagg.name == EndOfFileTagg) break;
     }
     lod.resolution = stream.ReadFloat();

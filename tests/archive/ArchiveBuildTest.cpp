@@ -15,11 +15,6 @@ namespace {
 
 std::string bytesOf(const std::string& file) { return TempFolder::read(file); }
 
-std::uint32_t longAt(const std::string& bytes, std::size_t offset) {
-    return static_cast<std::uint8_t>(bytes[offset]) | static_cast<std::uint8_t>(bytes[offset + 1]) << 8 |
-           static_cast<std::uint8_t>(bytes[offset + 2]) << 16 | static_cast<std::uint32_t>(static_cast<std::uint8_t>(bytes[offset + 3])) << 24;
-}
-
 }  // namespace
 
 class ArchiveBuild : public ArchiveTest {
@@ -34,11 +29,10 @@ protected:
         return folder / "src";
     }
 
-    int build(const std::string& source, int flags, const std::string& output, const char* prefix = nullptr,
-              const char* neverCompress = nullptr) {
+    int build(const std::string& source, int flags, const std::string& output, const char* prefix = nullptr) {
         lines.clear();
         archive.setBuildTime(1'700'000'000);
-        return archive.MakePboNew(source.c_str(), flags, output.c_str(), collect, neverCompress, prefix);
+        return archive.MakePboNew(source.c_str(), flags, output.c_str(), collect, nullptr, prefix);
     }
 };
 
@@ -111,32 +105,12 @@ TEST_F(ArchiveBuild, RegalTrailerCarriesTheFirstShaBytes) {
     EXPECT_NE(lines.find("Creating Xbox Regal Style Pbo:\r\nPrefix = x\\demo\\addons\\lamps\r\n"), std::string::npos);
 }
 
-TEST_F(ArchiveBuild, VanguardNamesItsProductBeforeTheToolSignature) {
+TEST_F(ArchiveBuild, VanguardNamesItsProductBeforeTheToolSignatureAndItsKeptProperties) {
     const std::string source = makeFolder(nullptr);
+    folder.write("src/PboPrefix.txt", "x\r\n======<HEADER>=======\r\nproduct=shelf\r\nTAVIN=old\r\nPbo Type is: \r\n");
     ASSERT_EQ(build(source, ArchiveFile::StyleVanguard, folder / "v.pbo"), 0);
-    EXPECT_EQ(bytesOf(folder / "v.pbo").substr(21, 45),
-              std::string("product\0TGR: Vanguard\0Tavin\0ArchiveFile.dll\0\0", 45));
-}
-
-TEST_F(ArchiveBuild, CompressionKeepsWhatDoesNotShrinkAndReportsTotals) {
-    const std::string source = makeFolder(nullptr);
-    folder.write("src/config.bin", std::string("\0raP", 4) + std::string(200, 'z'));
-    ASSERT_EQ(build(source, ArchiveFile::StyleKqm | ArchiveFile::CompressEntries, folder / "c.pbo", nullptr, "txt"),
-              0)
-        << lines;
-    EXPECT_NE(lines.find("compressing data\\Beam.BIN"), std::string::npos);
-    EXPECT_NE(lines.find(" rejected\r\n"), std::string::npos);
-    EXPECT_EQ(lines.find("compressing data\\notes.txt"), std::string::npos);
-    EXPECT_NE(lines.find("compressing config.bin"), std::string::npos);
-    EXPECT_NE(lines.find("Overall compression from "), std::string::npos);
-
-    ASSERT_EQ(archive.OpenPbo((folder / "c.pbo").c_str(), collect, ArchiveFile::Brief), 0);
-    EXPECT_FALSE(entry("data\\Beam.BIN").isCompressed());
-    EXPECT_FALSE(entry("data\\notes.txt").isCompressed());
-    pbo_entry& config = entry("config.bin");
-    EXPECT_TRUE(config.isCompressed());
-    ASSERT_EQ(archive.GetFileData(&config), 0);
-    EXPECT_EQ(text(config), std::string("\0raP", 4) + std::string(200, 'z'));
+    EXPECT_EQ(bytesOf(folder / "v.pbo").substr(21, 59),
+              std::string("product\0TGR: Vanguard\0Tavin\0ArchiveFile.dll\0product\0shelf\0\0", 59));
 }
 
 TEST_F(ArchiveBuild, PrefixOptionWinsOverThePrefixFile) {
@@ -213,18 +187,76 @@ TEST_F(ArchiveBuild, AnUnreadableFileStopsTheBuild) {
 TEST_F(ArchiveBuild, AKernArchiveWithoutPrefixNeedsAMissionOrAConfig) {
     const std::string source = makeFolder(nullptr);
     EXPECT_EQ(build(source, ArchiveFile::StyleKern, folder / "n.pbo"), AE_NoMissionOrConfig);
+    // The folder is looked at before any entry is built.
+    EXPECT_EQ(lines.find("Building entries..\r\n"), std::string::npos);
+    EXPECT_NE(lines.find("No mission.sqm or config detected: "), std::string::npos);
     EXPECT_FALSE(fs::exists(folder / "n.pbo"));
     EXPECT_EQ(build(source, ArchiveFile::StyleKqm, folder / "n.pbo"), 0);
 }
 
-TEST_F(ArchiveBuild, OutputNameComesFromTheFolderOrItsPboNameFile) {
-    const std::string source = makeFolder();
-    ASSERT_EQ(build(source, ArchiveFile::StyleKern, ""), 0);
+TEST_F(ArchiveBuild, AnArchiveBuiltEntryByEntryReadsBack) {
+    const std::string loose = folder.write("loose/wall.paa", "texture bytes");
+    const std::string output = folder / "built.pbo";
+    EXPECT_EQ(archive.SavePbo(), AE_CodeBug);
+    lines.clear();
+    archive.setBuildTime(1'700'000'000);
+    archive.setNeverCompress("paa");
+    ASSERT_TRUE(archive.CreatePbo(output.c_str(), ArchiveFile::StyleKern | ArchiveFile::CompressEntries, "x\\demo",
+                                  collect));
+    EXPECT_FALSE(archive.CreatePbo((folder / "other.pbo").c_str(), ArchiveFile::StyleKern, "", collect));
+    const std::string notes(400, 't');
+    EXPECT_EQ(archive.AddNewEntry("/data/notes.txt", "old", 3), 0);
+    EXPECT_EQ(archive.ProcessAddNewEntry("data\\wall.paa", loose.c_str()), 0);
+    EXPECT_EQ(archive.AddNewEntry("empty.txt", nullptr, 0), 0);
+    EXPECT_EQ(archive.AddNewEntry("DATA/Notes.TXT", notes.data(), notes.size()), 0);
+    EXPECT_EQ(archive.AddNewEntry("", "x", 1), AE_NoFile);
+    EXPECT_EQ(archive.ProcessAddNewEntry("gone.txt", (folder / "gone.txt").c_str()), AE_NoFile);
+    ASSERT_EQ(archive.SavePbo(), 0) << lines;
+    // Every message of the build went to the callback given: an empty entry is compressed and
+    // rejected like any other, and the totals have no line end of their own.
+    EXPECT_EQ(lines.substr(0, lines.find("Writing sha '")),
+              "Creating KerN style pbo:\r\nPrefix = x\\demo\r\nreplacing existing content DATA\\Notes.TXT\r\n"
+              "ArchiveFile No File found: an entry needs a name\r\n"
+              "ArchiveFile No File found: " + folder / "gone.txt" + "\r\n"
+              "compressing data\\notes.txtfrom 400 to 54 (86%)\r\n"
+              "compressing empty.txtfrom 0 to 4 ( 0%) rejected\r\n"
+              "Overall compression from 413 to 67 (84% reduction)");
+
+    ASSERT_EQ(archive.OpenPbo(output.c_str(), collect, ArchiveFile::Brief), 0);
+    EXPECT_EQ(archive.GetPboType(), ArchiveFile::TypePrefixSha);
+    EXPECT_STREQ(archive.GetPrefix(), "x\\demo");
+    std::vector<std::string> contents;
+    for (pbo_entry* entry = archive.GetChain(); entry; entry = archive.GetNext(entry)) {
+        ASSERT_EQ(archive.GetFileData(entry), 0);
+        contents.push_back(std::string(entry->name()) + "=" + text(*entry).substr(0, 7));
+        EXPECT_EQ(entry->timeStamp(), 1'700'000'000u);
+    }
+    EXPECT_EQ(contents, (std::vector<std::string>{"data\\notes.txt=ttttttt", "data\\wall.paa=texture", "empty.txt="}));
+}
+
+TEST_F(ArchiveBuild, TheArchiveGoesBesideTheFolderWhateverItsName) {
+    makeFolder();
+    const fs::path before = fs::current_path();
+    fs::current_path(folder.path());
+    folder.write("src/PboName.h", "#define PBONAME \"lamps\"\n");
+    const int named = build("src/", ArchiveFile::StyleKern, "");
+    const bool besideIt = fs::exists(folder / "lamps.pbo");
+    const bool reported = lines.find("Renaming output to lamps.pbo\r\n") != std::string::npos;
+    fs::remove(folder / "src/PboName.h");
+    folder.write("src/PboName.hpp", "..\\..\\escape\n");
+    const int climbing = build("src", ArchiveFile::StyleKern, "");
+    const std::string refusal = lines;
+    fs::remove(folder / "src/PboName.hpp");
+    fs::current_path(folder.path() / "src");
+    const int dot = build(".", ArchiveFile::StyleKern, "");
+    fs::current_path(before);
+
+    EXPECT_EQ(named, 0);
+    EXPECT_TRUE(besideIt);
+    EXPECT_TRUE(reported);
+    EXPECT_EQ(climbing, AE_IllegalFolder);
+    EXPECT_NE(refusal.find("Cannot take the archive name ..\\..\\escape from PboName.hpp: "), std::string::npos);
+    EXPECT_FALSE(fs::exists(folder.path().parent_path() / "escape.pbo"));
+    EXPECT_EQ(dot, 0);
     EXPECT_TRUE(fs::exists(folder / "src.pbo"));
-    folder.write("src/PboName.h", "#define PBONAME \"lamps_v2\"\n");
-    ASSERT_EQ(build(source, ArchiveFile::StyleKern, ""), 0);
-    EXPECT_TRUE(fs::exists(folder / "lamps_v2.pbo"));
-    EXPECT_NE(lines.find("Renaming output to "), std::string::npos);
-    const std::string bytes = bytesOf(folder / "lamps_v2.pbo");
-    EXPECT_EQ(longAt(bytes, 1), pbo_entry::Properties);
 }

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -122,9 +124,24 @@ TEST_F(ArchiveExtract, PrefixFilesInsideArchivesAreNotWritten) {
     fs::remove_all(out);
     ::testing::internal::CaptureStderr();
     EXPECT_EQ(extract(ArchiveBytes().entry("x.txt", "x").body(), ArchiveFile::Brief, "$PBOPREFIX$"), 0);
-    const std::string errors = ::testing::internal::GetCapturedStderr();
-    EXPECT_NE(errors.find("Warning: this pbo has no prefix to extract"), std::string::npos);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Warning: this pbo has no prefix to extract");
     EXPECT_FALSE(fs::exists(out));
+}
+
+TEST_F(ArchiveExtract, StarsBecomeZInTargetsWhileThePrefixFileStaysInThePrefixFolder) {
+    // A prefix written with a leading backslash is still a folder below the destination.
+    const std::string bytes =
+        ArchiveBytes().properties({{"prefix", "\\pa\\p*b"}}).entry("x*.txt", "x").entry("s*\\y.txt", "y").withSha();
+    ASSERT_EQ(extract(bytes, ArchiveFile::Brief), 0) << lines;
+    EXPECT_EQ(filesUnder(out),
+              (std::vector<std::string>{"pa/p*b/PboPrefix.txt", "pa/pzb/sz/y.txt", "pa/pzb/xz.txt"}));
+    EXPECT_EQ(TempFolder::read(out + "/pa/p*b/PboPrefix.txt").rfind("\\pa\\p*b\r\n", 0), 0u);
+
+    // A prefix file that cannot be written is a warning with the system's words, and code -3.
+    fs::remove_all(out);
+    fs::create_directories(out + "/pa/p*b/PboPrefix.txt");
+    EXPECT_EQ(extract(bytes, ArchiveFile::Brief), AE_NoFile);
+    EXPECT_NE(lines.find("Warning: cannot create prefix file Is a directory\r\n"), std::string::npos);
 }
 
 TEST_F(ArchiveExtract, ConfigBinBecomesConfigCppOnlyWhenDecoding) {
@@ -209,6 +226,17 @@ TEST_F(ArchiveExtract, WrongShaExtractsRegardlessUnlessStrict) {
     EXPECT_FALSE(archive.isOpen());
 }
 
+TEST_F(ArchiveExtract, TheKeyPollCallbackGivenCancelsAtTheFirstLine) {
+    archivePath = folder.write("game.pbo", ArchiveBytes().entry("a.txt", "a").body());
+    EXPECT_EXIT(
+        {
+            Platform::watchInterrupt();
+            std::raise(SIGINT);
+            std::exit(-archive.ExtractPbo(archivePath.c_str(), VexFileIO::KeyPollCallBack, 0, nullptr, out.c_str()));
+        },
+        ::testing::ExitedWithCode(-AE_UserCancelled), "");
+}
+
 TEST_F(ArchiveExtract, FailuresStopTheRunAndLeaveNoPartialFile) {
     EXPECT_EQ(extract(ArchiveBytes().body()), -23);
     EXPECT_STREQ(archive.ErrorString(-23), "Pbo is empty (no files inside)");
@@ -220,6 +248,8 @@ TEST_F(ArchiveExtract, FailuresStopTheRunAndLeaveNoPartialFile) {
                                     .body();
     EXPECT_EQ(extract(damaged, ArchiveFile::Brief), -6);
     EXPECT_EQ(filesUnder(out), (std::vector<std::string>{"game/first.txt"}));
+    // The failing entry's line never got its end.
+    EXPECT_EQ(lines, "first.txt\r\nbad.bin");
 
     fs::remove_all(out);
     archivePath = folder.write("game.pbo", ArchiveBytes().entry("first.txt", "1").entry("second.txt", "2").body());

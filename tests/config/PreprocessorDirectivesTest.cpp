@@ -36,7 +36,12 @@ TEST_F(ConfigDirectives, MalformedDirectivesAreRefused) {
     EXPECT_EQ(error("#undef\n"), "In File test.cpp: Line 1 unexpected eol");
     EXPECT_EQ(error("#undef NEVER\n"), "In File test.cpp: Line 1 Unknown #undef label");
     EXPECT_EQ(error("a=1;\n#pragma once\n"), "In File test.cpp: Line 2 Unknown #");
-    EXPECT_EQ(error("#ifdef A\na=1;\n"), "In File test.cpp: Line 2 EOF encountered");
+}
+
+TEST_F(ConfigDirectives, ABlockLeftOpenAtTheEndIsOnlyWarnedAbout) {
+    EXPECT_EQ(tree("b=2;\n#ifndef A\na=1;\n#ifdef A\nc=3;\n"), "b=2 a=1");
+    EXPECT_EQ(callbackLines(),
+              (std::vector<std::string>{"Warning: test.cpp: 2 #ifdef or #ifndef without #endif at the end of the text\r\n"}));
 }
 
 TEST_F(ConfigDirectives, UndefRemovesADefine) {

@@ -161,22 +161,22 @@ TEST(RapFileDecode, OffsetStyleGivesTheWholeTextLayout) {
               "//};\r\n\r\n//ndefs=2\r\nenum {\r\n\tfirst = 0,\r\n\tOrdinalEnum = 7\r\n};\r\n");
 }
 
-TEST(RapFileDecode, InlineStyleCommentsOutOnlyTheRoot) {
+TEST(RapFileDecode, InlineStyleCommentsOutOnlyTheRootAndReadsTheEnumTableAfterIt) {
     const Raw entries = value("a", 1)
                             .add(tgrClass("Inner", "Base", 1, array("arr", Raw().count(1).byte(0).text("q"))))
                             .add(tgrClass("Empty", "", 0));
-    const Decoded out = decode(tgrFile(tgrClass("", "", 3, entries)), true);
+    const Decoded out = decode(tgrFile(tgrClass("", "", 3, entries).i32(1).text("red").i32(3)), true);
     ASSERT_EQ(out.code, 0) << out.text;
     EXPECT_EQ(out.text,
               "#define _TGR_\r\n\r\n//class  {\r\na = 1;\r\nclass Inner: Base {\r\n\tarr[] = {\"q\"};\r\n};\r\n"
-              "class Empty {};\r\n//};\r\n");
+              "class Empty {};\r\n//};\r\n\r\n//ndefs=1\r\nenum {\r\n\tred = 3\r\n};\r\n");
 }
 
 TEST(RapFileDecode, SignedStyleAndEmptyEnumTable) {
     RapFile rap(nullptr);
     ASSERT_EQ(rap.Rap2Text(offsetFile(Body().inherits("Root").entry(value("x", 5)), Raw().i32(0), true), "cfg"), 0);
     EXPECT_EQ(rap.decodedText(),
-              "#define _XBOX_ WithSignature\r\n\r\n//Class cfg{\r\nx = 5;\r\n//};\r\n\r\n//ndefs=0\r\n");
+              "#define _XBOX_ WithSignature\r\n\r\n//Class cfg{\r\nx = 5;\r\n//};\r\n\r\n//ndefs=0\r\nenum {\r\n};\r\n");
     EXPECT_EQ(rap.style(), RapFile::SignedStyle);
     EXPECT_STREQ(rap.GetInheritedClass(), "Root");
 }
@@ -223,16 +223,18 @@ TEST(RapFileErrors, BadEntriesStopWithTheirCodeAndACommentWhereTheyStand) {
         const Decoded out = decode(offsetFile(Body().entry(value("good", 1)).entry(entry)));
         EXPECT_EQ(out.code, code);
         EXPECT_NE(out.text.find("good = 1;\r\n"), std::string::npos);
-        EXPECT_TRUE(endsWith(out.text, "\r\n//" + std::string(RapFile(nullptr).ErrorString(code)) + "\r\n"))
-            << out.text;
+        EXPECT_TRUE(endsWith(out.text, "//" + std::string(RapFile(nullptr).ErrorString(code)) + "\r\n")) << out.text;
     }
+    // The comment stands where decoding stopped, on the line it left open.
+    EXPECT_TRUE(endsWith(decode(offsetFile(Body().entry(cases[2].first))).text, "a[] = {//RapFile: Unknown ArrayType\r\n"));
     EXPECT_EQ(decode(tgrFile(tgrClass("", "", 1, Raw().byte(3).text("E")))).code, RapFile::EnhancedTypeInTgr);
     EXPECT_EQ(decode(tgrFile(tgrClass("", "", 1, Raw().byte(4).text("D")))).code, RapFile::EnhancedTypeInTgr);
 }
 
 TEST(RapFileErrors, BytesAfterTheEndAndCountsBeyondIt) {
     EXPECT_EQ(decode(offsetFile(Body(), Raw().i32(1).text("a").i32(1).byte(0))).code, GE_ResidualBytes);
-    EXPECT_EQ(decode(tgrFile(tgrClass("", "", 0).byte(0))).code, GE_ResidualBytes);
+    EXPECT_EQ(decode(tgrFile(tgrClass("", "", 0).byte(0))).code, GE_PrematureEof);
+    EXPECT_EQ(decode(tgrFile(tgrClass("", "", 0).i32(0).byte(0))).code, GE_ResidualBytes);
     EXPECT_EQ(decode(offsetFile(Body().entry(array("a", Raw().count(1000))))).code, GE_PrematureEof);
     EXPECT_EQ(decode(offsetFile(Body(), Raw().i32(-1))).code, GE_InvalidFile);
     Bytes cut = offsetFile(Body().entry(value("s", "text")));
@@ -301,7 +303,7 @@ TEST(RapFileFiles, OpenRapDecodesAFileAndWritesTheTextWhole) {
     RapFile rap(nullptr);
     ASSERT_EQ(rap.OpenRap(input.c_str()), 0);
     EXPECT_EQ(rap.decodedText(),
-              "#define _KERN_\r\n\r\n//Class " + input + "{\r\nx = 1.5;\r\n//};\r\n\r\n//ndefs=0\r\n");
+              "#define _KERN_\r\n\r\n//Class " + input + "{\r\nx = 1.5;\r\n//};\r\n\r\n//ndefs=0\r\nenum {\r\n};\r\n");
     ASSERT_EQ(rap.WriteDecodedText((folder / "config.cpp").c_str()), 0);
     EXPECT_EQ(TempFolder::read(folder / "config.cpp"), rap.decodedText());
     EXPECT_EQ(rap.WriteDecodedText((folder / "missing/config.cpp").c_str()), GE_CannotWrite);

@@ -125,11 +125,12 @@ TEST_F(RapWriter, CountsTakeAsManyBytesAsTheyNeed) {
 }
 
 TEST_F(RapWriter, TgrStyleInlinesEveryClassAndHasNoWordForExternOrDelete) {
-    EXPECT_EQ(raP("class B {}; class A: B { x = 2; };"),
-              (Bytes{0, 'r', 'a', 'P', 4, 0, 0,                    // the header
-                     0, 0, 0, 2,                                   // the root: no name, no base, two entries
-                     0, 'B', 0, 0, 0,                              // class B {}
-                     0, 'A', 0, 'B', 0, 1, 1, 2, 'x', 0, 2, 0, 0, 0}));  // class A: B { x = 2; }
+    EXPECT_EQ(raP("class B {}; class A: B { x = 2; }; enum { red = 3 };"),
+              (Bytes{0, 'r', 'a', 'P', 4, 0, 0,                         // the header
+                     0, 0, 0, 2,                                        // the root: no name, no base, two entries
+                     0, 'B', 0, 0, 0,                                   // class B {}
+                     0, 'A', 0, 'B', 0, 1, 1, 2, 'x', 0, 2, 0, 0, 0,    // class A: B { x = 2; }
+                     1, 0, 0, 0, 'r', 'e', 'd', 0, 3, 0, 0, 0}));       // the enum table follows the root
     compiler.Close();
 
     for (const char* text : {"class A; class B {};", "class B { delete C; };"}) {
@@ -205,10 +206,16 @@ using RapBinaryRead = RapWriter;
 
 TEST_F(RapBinaryRead, OnlyOffsetStylesAreRead) {
     const Bytes tgr = raP("class A {};");
-    const Bytes unknownHeader = {0, 'r', 'a', 'P', 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
-    const Bytes foreign[] = {tgr, {}, {'c', 'l', 'a', 's', 's'}, unknownHeader};
+    const Bytes foreign[] = {tgr, {}, {'c', 'l', 'a', 's', 's'}};
     for (const Bytes& bytes : foreign)
         EXPECT_EQ(compiler.ProcessBinary(bytes.data(), static_cast<int>(bytes.size())), Rapify::RAP_TgrExtern);
+    // A header that is neither inline nor signed is read as KerN style, whatever its marks.
+    Bytes unmarked = raP("#define _KERN_\nclass A { x = 1; };");
+    unmarked[4] = 9;
+    unmarked[8] = 7;
+    ASSERT_EQ(compiler.ProcessBinary(unmarked.data(), static_cast<int>(unmarked.size())), 0);
+    EXPECT_EQ(compiler.ModeWord(), Rapify::KernStyle);
+    EXPECT_NE(compiler.rap_FindEmbeddedClass("A"), nullptr);
 }
 
 TEST_F(RapBinaryRead, HostileOffsetsEndWithACode) {

@@ -101,8 +101,12 @@ TEST(FileStringA, EditsAndComparisons) {
     EXPECT_STREQ(path.fs_RemoveExt(), "folder/name");
     EXPECT_STREQ(path.fs_ReplaceFilenameAndExt("other.cfg"), "folder/other.cfg");
     EXPECT_STREQ(path.fs_ConvertToBackSlash(), "folder\\other.cfg");
-    EXPECT_EQ(path.fs_Compare("FOLDER/Other.cfg"), 1);
-    EXPECT_EQ(path.fs_Compare("FOLDER/Other.cfg", 1), 0);
+    // Texts compare as they stand, with or without case: a slash is not a backslash.
+    EXPECT_EQ(path.fs_Compare("FOLDER\\Other.cfg"), 1);
+    EXPECT_EQ(path.fs_Compare("FOLDER\\Other.cfg", 1), 0);
+    EXPECT_EQ(path.fs_Compare("folder/other.cfg"), 0);
+    EXPECT_EQ(FileString("a\\B.txt").CompareFull("A\\b.TXT"), 1);
+    EXPECT_EQ(FileString("a\\B.txt").CompareFull("a/B.txt"), 0);
     EXPECT_EQ(path.fs_CompareExt("CFG"), 1);
     const std::array<const char*, 3> names{"a.cfg", "x\\OTHER.CFG", "b"};
     EXPECT_EQ(path.fs_CompareList(names), 2);

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <string>
 
 #include "archivefile/foundation/GenericError.h"
 #include "archivefile/foundation/Guarded.h"
+#include "archivefile/foundation/Platform.h"
 #include "archivefile/foundation/TextException.h"
 #include "archivefile/foundation/VexDLL.h"
 #include "archivefile/foundation/VexDLLExt.h"
@@ -43,11 +45,28 @@ TEST(VexDLL, CreatesEveryHandlerAndReportsItsVersion) {
     EXPECT_NE(root.texFile(), nullptr);
 }
 
-TEST(Callbacks, WithoutCallbacksTextGoesToStandardErrorWithoutCarriageReturns) {
+TEST(VexDLL, VersionAndDatesDoNotFollowTheProcessLocale) {
+    if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr && std::setlocale(LC_ALL, "de_DE") == nullptr)
+        GTEST_SKIP() << "no German locale on this machine";
+    VexDLL root;
+    EXPECT_STREQ(root.VersionStr(), "4.11");
+    VexFileIO stream(&root);
+    GenString banner;
+    stream.Banner(&banner, "");
+    EXPECT_NE(banner.view().find(" version 4.11\r\n"), std::string_view::npos);
+    // The test suite runs with TZ=UTC.
+    EXPECT_EQ(Platform::localTimeText(0), "Thu Jan  1 00:00:00 1970");
+    EXPECT_EQ(Platform::localTimeText(1702944000), "Tue Dec 19 00:00:00 2023");
+    std::setlocale(LC_ALL, "C");
+}
+
+TEST(Callbacks, WithoutCallbacksCarriageReturnsGoFromTheTextBeforeItIsWritten) {
     VexFileIO stream;
+    char text[] = "first line\r\nsecond 100%% line, 50%\r% done\r\n";
     ::testing::internal::CaptureStderr();
-    stream.PrintToStdErr("first line\r\nsecond 100%% line\r\n");
-    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "first line\nsecond 100% line\n");
+    stream.PrintToStdErr(text);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "first line\nsecond 100% line, 50% done\n");
+    EXPECT_STREQ(text, "first line\nsecond 100%% line, 50%% done\n");
 }
 
 TEST(Callbacks, ErrorCallbackStaysWhenTheLogCallbackIsReplaced) {

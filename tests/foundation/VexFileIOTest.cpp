@@ -81,6 +81,10 @@ TEST(VexFileIORead, EveryReadPastTheEndIsPrematureEof) {
     EXPECT_EQ(codeOf([&] { stream.GetAddress(); }), GE_PrematureEof);
     EXPECT_EQ(codeOf([&] { stream.ReadAsciiz(); }), GE_PrematureEof);
     EXPECT_EQ(codeOf([&] { stream.GetMimeSignature(); }), GE_PrematureEof);
+    // No byte left is the end even for a read of none; before the end such a read points in place.
+    EXPECT_EQ(codeOf([&] { stream.FreadPtr(4, 0); }), GE_PrematureEof);
+    stream.MoveTo(2);
+    EXPECT_EQ(stream.FreadPtr(0, 4), bytes + 2);
 }
 
 TEST(VexFileIORead, TextWithoutTerminatorIsPrematureEof) {
@@ -205,7 +209,9 @@ TEST(VexFileIOFiles, RenameStaysInTheFolderOfABareTargetAndReplacesIt) {
     EXPECT_EQ(TempFolder::read(folder / "sub/y.bin"), "new");
     EXPECT_FALSE(fs::exists(from));
     EXPECT_EQ(stream.Rename("", "y.bin"), -1);
-    EXPECT_EQ(stream.Rename((folder / "sub/y.bin").c_str(), (folder / "sub\\Y.BIN").c_str()), 1);
+    // Both separators name the same file on disk: nothing is renamed, and nothing is lost.
+    EXPECT_EQ(stream.Rename((folder / "sub/y.bin").c_str(), (folder.path().string() + "\\sub\\y.bin").c_str()), 1);
+    EXPECT_EQ(TempFolder::read(folder / "sub/y.bin"), "new");
     messages.clear();
     stream.SetCallBack(collect);
     EXPECT_EQ(stream.Rename((folder / "missing").c_str(), "z"), -1);
@@ -233,14 +239,18 @@ TEST(VexFileIOFiles, RaPifiedSignatureAndBanner) {
     EXPECT_EQ(lines[5], "");
 }
 
-TEST(KeyPollCallBack, CtrlCCancelsAtTheNextCallback) {
+TEST(KeyPollCallBack, CancelsWhenCalledButAnErrorTextStillReachesStandardError) {
     EXPECT_EXIT(
         {
             Platform::watchInterrupt();
             std::raise(SIGINT);
             VexFileIO stream;
             stream.SetCallBack(VexFileIO::KeyPollCallBack);
-            std::exit(guarded(stream, [&] { stream.Throw(GE_NoError, "progress\r\n"); }));
+            // Found as the stream's callback, the key-poll callback is passed over: the error is
+            // written and keeps its own code although a cancel is pending.
+            const int error = guarded(stream, [&] { stream.Throw(GE_InvalidFile, "bad header\r\n"); });
+            const int cancelled = guarded(stream, [&] { stream.PrintToStdErr("progress", VexFileIO::KeyPollCallBack); });
+            std::exit(error == GE_InvalidFile ? cancelled : 100);
         },
-        ::testing::ExitedWithCode(GE_UserCancelled), "");
+        ::testing::ExitedWithCode(GE_UserCancelled), "^bad header\n$");
 }

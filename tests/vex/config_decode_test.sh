@@ -17,7 +17,7 @@ rap="$work/config.bin"
 printf '\x00raP\x00\x00\x00\x00\x08\x00\x00\x00\x33\x00\x00\x00' >"$rap"
 printf '\x00\x02\x00C\x00\x25\x00\x00\x00\x01\x02x\x00\x01\x00\x00\x00\x25\x00\x00\x00' >>"$rap"
 printf '\x00\x01\x01\x02y\x00\x02\x00\x00\x00\x33\x00\x00\x00\x00\x00\x00\x00' >>"$rap"
-printf '#define _KERN_\r\n\r\n//Class %s{\r\nclass C\r\n{\r\n y = 2;\r\n};\r\nx = 1;\r\n//};\r\n\r\n//ndefs=0\r\n' "$rap" >"$work/expected"
+printf '#define _KERN_\r\n\r\n//Class %s{\r\nclass C\r\n{\r\n y = 2;\r\n};\r\nx = 1;\r\n//};\r\n\r\n//ndefs=0\r\nenum {\r\n};\r\n' "$rap" >"$work/expected"
 
 "$VEX" config decode "$rap" >"$work/stdout"
 check "text on standard output" cmp -s "$work/stdout" "$work/expected"

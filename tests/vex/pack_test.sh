@@ -27,6 +27,23 @@ cmp "$work/mod.pbo" "$work/again.pbo" || fail "packing the unpacked folder gave 
 "$VEX" -q pack "$samples/mod" -o "$work/twice.pbo" -I "$samples" --mtime 1700000000 --compress
 cmp "$work/mod.pbo" "$work/twice.pbo" || fail "two packs of one folder differ"
 
+# The archive goes beside the folder however the folder is named, under the name in its PboName.h
+# when that is a file name, and nowhere when it is not.
+mkdir -p "$work/named"
+cp "$samples/mod/config.cpp" "$samples/mod/macros.hpp" "$work/named/"
+cp -r "$samples/mod/parts" "$work/named/"
+echo 'lamps' >"$work/named/PboName.h"
+(cd "$work" && "$VEX" -q pack named --style kqm) || fail "pack of a bare folder name failed"
+[ -f "$work/lamps.pbo" ] || fail "the archive named by PboName.h is not beside its folder"
+rm "$work/lamps.pbo"
+(cd "$work/named" && "$VEX" -q pack . --style kqm) || fail "pack . failed"
+[ -f "$work/lamps.pbo" ] || fail "pack . did not write beside the folder"
+echo '..\..\escape' >"$work/named/PboName.h"
+set +e
+message=$(cd "$work" && "$VEX" -q pack named 2>&1); status=$?
+set -e
+[ "$status" -eq 1 ] && grep -qF '(code -14)' <<<"$message" || fail "a PboName.h with folders: $message"
+
 # A folder with an unreadable file: exit 1, message with its code, the earlier archive kept.
 mkdir -p "$work/bad"
 echo data >"$work/bad/a.txt"
