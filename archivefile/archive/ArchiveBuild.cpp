@@ -178,6 +178,7 @@ int ArchiveFile::MakePboNew(const char* folder, int flags, const char* outputNam
         [this] {
             buildEntries_.clear();
             buildIndex_.clear();
+            builtArchive_.clear();
         }));
 }
 
@@ -276,7 +277,7 @@ std::vector<ArchiveFile::BuildEntry> ArchiveFile::_RecurseBuildEntries(std::vect
         // Explorer thumbnails are never content.
         if (paths::equalIgnoringCase(fileName, "thumbs.db")) continue;
         if (IsPrefixFile(fileName.c_str()) || excludedBy(file.name, excluded) ||
-            paths::equalPaths(file.source, outputPath, true)) {
+            (exclusion_ != nullptr && exclusion_->matches(file.name)) || paths::equalPaths(file.source, outputPath, true)) {
             report("excluding %s\r\n", file.name.c_str());
             continue;
         }
@@ -391,6 +392,7 @@ bool ArchiveFile::CreatePbo(const char* outputName, int style, const char* prefi
     buildEntries_.clear();
     buildIndex_.clear();
     totals_ = {};
+    builtArchive_.clear();
     const int code = CommonException(guarded(
         writer_,
         [&]() -> int {
@@ -399,6 +401,7 @@ bool ArchiveFile::CreatePbo(const char* outputName, int style, const char* prefi
             name.fs_AddExt(".pbo");
             writer_.MakeFolders(name);
             if (!writer_.CreateFileA(name)) return AE_CannotWrite;
+            builtArchive_ = paths::native(name.c_str());
 
             switch (buildStyle_) {
             case StyleVanguard:
@@ -498,6 +501,7 @@ int ArchiveFile::SavePbo() {
     const int code = CommonException(guarded(writer_, [&] { WriteDataBlockAndClose(); }, [] {}));
     buildEntries_.clear();
     buildIndex_.clear();
+    if (code != AE_NoError) builtArchive_.clear();
     return code;
 }
 
@@ -547,16 +551,21 @@ void ArchiveFile::writeHeaderEntries(const std::vector<pbo_entry>& entries) {
 void ArchiveFile::WriteDataBlockAndClose() {
     const std::int64_t headerStart = writer_.Ftell(true);
     std::vector<pbo_entry> entries(buildEntries_.size());
+    Progress::Counts total;
     for (std::size_t i = 0; i < entries.size(); ++i) {
         entries[i].name_.Set(buildEntries_[i].name);
         entries[i].timeStamp_ = entryTime(buildEntries_[i].time);
+        ++total.files;
+        total.bytes += buildEntries_[i].size;
     }
+    const Progress::Run run(progress_, total);
     // Sizes are not known yet: the header is written now to reserve its place and again below.
     writeHeaderEntries(entries);
     for (std::size_t i = 0; i < entries.size(); ++i) {
         std::vector<std::uint8_t> data = entryBytes(buildEntries_[i]);
         compressEntry(entries[i], data);
         writer_.WriteBlock(data.data(), data.size());
+        run.advance({1, buildEntries_[i].size});
     }
     if (buildFlags_ & CompressEntries)
         report("Overall compression from %llu to %llu (%2.f%c reduction)", static_cast<unsigned long long>(totals_.before),

@@ -140,6 +140,7 @@ int ArchiveFile::ExtractPreOpened(unsigned flags, const char* fileList, const ch
                 return AE_IllegalFolder;
             }
             const std::string folder = outputFolder(flags, destFolder);
+            extraction_.folder = paths::native(folder);
             const bool remove = !usePrefix || !hasDestination || (flags & AlwaysRemoveFolder);
             if (remove && writer_.RemoveFoldersRecurse(folder.c_str()) != 1) {
                 report("Cannot destroy folder(s) %s : %s\r\n", folder.c_str(),
@@ -149,8 +150,9 @@ int ArchiveFile::ExtractPreOpened(unsigned flags, const char* fileList, const ch
 
             const bool brief = (flags & Brief) != 0;
             const std::vector<std::string> items = listItems(fileList);
+            const bool selected = !items.empty() || selection_ != nullptr;
             const auto namesPrefixFile = [](const std::string& item) { return IsPrefixFile(item.c_str()); };
-            if (std::any_of(items.begin(), items.end(), namesPrefixFile)) {
+            if (selection_ == nullptr && std::any_of(items.begin(), items.end(), namesPrefixFile)) {
                 if (!HasPrefix()) {
                     std::fputs("Warning: this pbo has no prefix to extract", stderr);
                     return AE_NoError;
@@ -164,7 +166,7 @@ int ArchiveFile::ExtractPreOpened(unsigned flags, const char* fileList, const ch
                 report("Warning: no file(s) to extract\r\n");
                 result = AE_NoError;
             }
-            if (result == AE_NoError && items.empty() && HasPrefix()) result = _PrefixFile_Write(folder.c_str(), brief);
+            if (result == AE_NoError && !selected && HasPrefix()) result = _PrefixFile_Write(folder.c_str(), brief);
             return result;
         },
         [this] { writer_.abandonOutput(); }));
@@ -193,6 +195,13 @@ int ArchiveFile::_Extract(const char* outputFolder, const char* fileList, unsign
     if (archiveTime < 0) report("\r\nDebug: cannot get file time\r\n");
     if (entries_.empty()) return AE_Empty;
 
+    Progress::Counts selected;
+    for (const auto& entry : entries_) {
+        if (!entry->hasName() || !_MatchList(entry.get(), fileList)) continue;
+        ++selected.files;
+        selected.bytes += entry->realSize();
+    }
+    const Progress::Run run(progress_, selected);
     int extracted = 0;
     for (const auto& entry : entries_) {
         const std::size_t refusedBefore = extraction_.refusals;
@@ -258,12 +267,14 @@ int ArchiveFile::_ExtractFile(pbo_entry* entry, std::string target, bool decode,
         // An entry without a time of its own takes the archive's.
         const std::int64_t time = entry->timeStamp() != 0 ? std::int64_t{entry->timeStamp()} : archiveTime;
         if (time >= 0) written = FileString().SetFileDate(time, target.c_str());
+        if (progress_ != nullptr) progress_->advance({1, entry->realSize()});
     }
     if (!keepData) entry->FreeData();
     return written ? AE_NoError : AE_CannotWrite;
 }
 
 bool ArchiveFile::_MatchList(const pbo_entry* entry, const char* fileList) const {
+    if (selection_ != nullptr) return selection_->matches(entry->name());
     const std::vector<std::string> items = listItems(fileList);
     if (items.empty()) return true;
     const FileStringA name(entry->name());

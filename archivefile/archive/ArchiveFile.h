@@ -16,6 +16,8 @@
 #include "archivefile/archive/TokenPair.h"
 #include "archivefile/archive/pbo_entry.h"
 #include "archivefile/foundation/FileString.h"
+#include "archivefile/foundation/NamePatterns.h"
+#include "archivefile/foundation/Progress.h"
 #include "archivefile/foundation/Sha1.h"
 #include "archivefile/foundation/VexFileIO.h"
 
@@ -158,6 +160,12 @@ public:
     // Opens the archive, then lists or extracts it, and closes it again.
     int ExtractPbo(const char* path, LogCallback callback, int flags, const char* fileList = nullptr,
                    const char* destFolder = nullptr);
+    // Shell patterns that select the entries to extract in place of the file list's names and
+    // extensions (null, the default: the file list). The patterns remember which of them matched.
+    void setSelection(NamePatterns* patterns) { selection_ = patterns; }
+    // The folder that the last extraction wrote into: the destination or the archive's folder,
+    // joined with the prefix or the archive's name.
+    const std::string& extractionFolder() const { return extraction_.folder; }
     // Extracts from the archive already open; a non-zero `keepData` keeps each entry's data loaded.
     int ExtractPreOpened(unsigned flags, const char* fileList, const char* destFolder, int keepData);
     // "PboPrefix.txt" and "$PBOPREFIX$" (case ignored) name the prefix file.
@@ -165,6 +173,11 @@ public:
     static bool IsPrefixFile(const FileString& name);
 
     const char* ErrorString(int code) const;
+
+    // Where extraction and building report how far they have come, in files and bytes, beside the
+    // callback (null, the default: nowhere). Extraction counts the entries it selects and the files
+    // it writes; a build counts the entries it stores, by the size of their files or bytes given.
+    void setProgress(Progress* progress) { progress_ = progress; }
 
     // Builds an archive from every file below `folder` (flags: a style, CompressEntries,
     // NoCompression, KeepConfigText, CheckModels). Without an output name the archive goes beside the folder,
@@ -182,6 +195,11 @@ public:
     void setCompileCallback(LogCallback callback) { compileCallback_ = callback; }
     // Where config.cpp files look for includes named from a root ("\x\tag\file.hpp").
     void setIncludeRoot(const char* folder) { includeRoot_ = folder ? folder : ""; }
+    // Shell patterns for files that a build leaves out, besides those of its exclude list (null,
+    // the default: the list alone). The patterns remember which of them matched.
+    void setExclusion(NamePatterns* patterns) { exclusion_ = patterns; }
+    // The archive that the build begun last writes; empty once that build has failed.
+    const std::string& builtArchive() const { return builtArchive_; }
     // Extensions that compression leaves stored, separated by commas ("ogg,.paa").
     void setNeverCompress(const char* extensions) { neverCompress_ = listItems(extensions); }
 
@@ -256,11 +274,14 @@ private:
     Sha1::Digest computedDigest_{};
     std::vector<TokenPair> properties_;
     std::vector<std::unique_ptr<pbo_entry>> entries_;
+    Progress* progress_ = nullptr;
+    NamePatterns* selection_ = nullptr;
 
-    // Extraction in progress: the folder the caller named (nothing is written outside it) as given,
-    // for this system and as resolved, the folders inside it already checked and made, and how many entries were
-    // refused for their names.
+    // Extraction in progress: the folder written into, the folder the caller named (nothing is
+    // written outside it) as given, for this system and as resolved, the folders inside it already
+    // checked and made, and how many entries were refused for their names.
     struct Extraction {
+        std::string folder;
         std::string placeText;
         std::string placeNamed;
         std::string placeResolved;
@@ -312,6 +333,8 @@ private:
     std::optional<LogCallback> compileCallback_;
     std::string includeRoot_;
     std::vector<std::string> neverCompress_;
+    NamePatterns* exclusion_ = nullptr;
+    std::string builtArchive_;
     int buildStyle_ = StyleKern;
     int buildFlags_ = 0;
     CompressionTotals totals_;

@@ -6,8 +6,6 @@
 #include "archivefile/foundation/GenString.h"
 #include "archivefile/foundation/GenericError.h"
 #include "archivefile/foundation/Guarded.h"
-#include "archivefile/foundation/PathRules.h"
-#include "archivefile/foundation/Platform.h"
 #include "archivefile/foundation/TextFormat.h"
 
 namespace archivefile {
@@ -41,9 +39,6 @@ int RapFile::OpenRap(const char* path) {
     return decodeInput(
         [&] {
             if (name.empty()) stream_.Throw(GE_InvalidFile, "RapFile: no file to open\r\n");
-            // A folder opens like a file on some systems and would then read as garbage.
-            if (Platform::isFolder(paths::native(name)))
-                stream_.Throw(GE_InvalidFile, "RapFile: cannot open '%s': it is a folder\r\n", path);
             if (!stream_.OpenFile(path)) {
                 stream_.ReportError(path);
                 stream_.Throw(GE_InvalidFile, "RapFile: cannot open '%s'\r\n", path);

@@ -4,6 +4,7 @@
 
 #include <exception>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 
@@ -15,7 +16,9 @@ namespace archivefile {
 
 // `body` returns void (success is 0) or an int result. On failure an output being written is
 // abandoned (so no half-written file replaces an earlier one), `cleanup` runs, and the code is
-// returned; misuse raised as text is reported through the stream and becomes code 5.
+// returned; misuse raised as text is reported through the stream and becomes code 5. Nothing else
+// escapes either: a request for more memory than there is (an allocation or a container too large)
+// is code 2, and any other exception is a fault of this library, reported with its text as code 5.
 template <class Body, class Cleanup>
 int guarded(VexFileIO& stream, Body&& body, Cleanup&& cleanup) {
     int code = GE_NoError;
@@ -34,6 +37,14 @@ int guarded(VexFileIO& stream, Body&& body, Cleanup&& cleanup) {
         code = GE_CodeBug;
     } catch (const std::bad_alloc&) {
         code = GE_OutOfMemory;
+    } catch (const std::length_error&) {
+        code = GE_OutOfMemory;
+    } catch (const std::exception& unexpected) {
+        misuse = std::string("internal error: ") + unexpected.what() + "\r\n";
+        code = GE_CodeBug;
+    } catch (...) {
+        misuse = "internal error: an unknown exception\r\n";
+        code = GE_CodeBug;
     }
     stream.abandonOutput();
     cleanup();

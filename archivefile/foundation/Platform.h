@@ -55,6 +55,10 @@ public:
     static std::optional<std::int64_t> modificationTime(const std::string& path);
     static std::optional<std::uint64_t> fileSize(const std::string& path);
 
+    // Whether `text` matches the shell pattern (`*`, `?`, `[...]`), letter case ignored; `*` and `?`
+    // match "/" too.
+    static bool matchesPattern(const std::string& pattern, const std::string& text);
+
     static int lastError();
     static std::string errorText(int error);
 

@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include <fcntl.h>
+#include <fnmatch.h>
 #include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
@@ -149,6 +150,10 @@ std::optional<std::uint64_t> Platform::fileSize(const std::string& path) {
     struct stat info {};
     if (::stat(path.c_str(), &info) != 0) return std::nullopt;
     return static_cast<std::uint64_t>(info.st_size);
+}
+
+bool Platform::matchesPattern(const std::string& pattern, const std::string& text) {
+    return ::fnmatch(pattern.c_str(), text.c_str(), FNM_CASEFOLD) == 0;
 }
 
 int Platform::lastError() { return errno; }

@@ -69,8 +69,20 @@ void VexFileIO::loadImage(std::FILE* file) {
     offset_ = 0;
 }
 
+std::FILE* VexFileIO::openForReading(const char* path) {
+    const std::string native = paths::native(path ? path : "");
+    // Only regular files are opened: a folder would read as a file of absurd size, and a pipe or a
+    // device could keep the open waiting for ever.
+    if (!Platform::isFile(native)) {
+        if (Platform::isFolder(native)) Throw(GE_NoError, "%s is a folder, not a file\r\n", path);
+        else if (Platform::fileSize(native)) Throw(GE_NoError, "%s is not a regular file\r\n", path);
+        return nullptr;
+    }
+    return std::fopen(native.c_str(), "rb");
+}
+
 std::int64_t VexFileIO::ReadFile(const char* path) {
-    std::FILE* file = std::fopen(paths::native(path ? path : "").c_str(), "rb");
+    std::FILE* file = openForReading(path);
     if (file == nullptr) return -1;
     loadImage(file);
     return static_cast<std::int64_t>(size_);
@@ -105,7 +117,7 @@ bool VexFileIO::OpenFile(const char* name, const char* defaultExtension, bool te
 bool VexFileIO::openHuge(const char* path) {
     Close();
     MakeFilename(path, nullptr);
-    std::FILE* file = std::fopen(paths::native(path ? path : "").c_str(), "rb");
+    std::FILE* file = openForReading(path);
     if (file == nullptr) return false;
     if (std::fseek(file, 0, SEEK_END) != 0 || std::ftell(file) < 0) {
         std::fclose(file);
@@ -180,7 +192,9 @@ void VexFileIO::Close() {
 bool VexFileIO::ReadActive() const { return image_ != nullptr || hugeInput_ != nullptr; }
 
 int VexFileIO::FileIsRaPified(const char* name) {
-    FilePtr file(std::fopen(paths::native(name ? name : "").c_str(), "rb"), std::fclose);
+    const std::string native = paths::native(name ? name : "");
+    if (!Platform::isFile(native)) return -1;
+    FilePtr file(std::fopen(native.c_str(), "rb"), std::fclose);
     if (!file) return -1;
     unsigned char head[4] = {};
     return std::fread(head, 1, 4, file.get()) == 4 && std::memcmp(head, "\0raP", 4) == 0 ? 1 : 0;

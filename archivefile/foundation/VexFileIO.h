@@ -140,6 +140,8 @@ public:
     void SetDllParent(VexDLL* parent) { parent_ = parent; }
 
 private:
+    // The file, when it is a regular one; else null, with a line for a folder or a device.
+    std::FILE* openForReading(const char* path);
     void loadImage(std::FILE* file);
     void need(std::uint64_t n) const;
     void readInto(void* destination, std::uint64_t n);

@@ -4,8 +4,6 @@
 
 #include "archivefile/foundation/GenericError.h"
 #include "archivefile/foundation/Guarded.h"
-#include "archivefile/foundation/PathRules.h"
-#include "archivefile/foundation/Platform.h"
 
 namespace archivefile {
 
@@ -20,8 +18,7 @@ public:
         const int code = guarded(stream, [&]() -> int {
             if (data != nullptr) {
                 stream.OpenPseudoFile(data, length);
-            } else if (path == nullptr || *path == '\0' || Platform::isFolder(paths::native(path)) ||
-                       !stream.OpenFile(path, "fxy")) {
+            } else if (path == nullptr || *path == '\0' || !stream.OpenFile(path, "fxy")) {
                 return GE_InvalidFile;
             }
             return checkLayout();

@@ -7,8 +7,6 @@
 #include "archivefile/foundation/FileStringA.h"
 #include "archivefile/foundation/GenericError.h"
 #include "archivefile/foundation/Guarded.h"
-#include "archivefile/foundation/PathRules.h"
-#include "archivefile/foundation/Platform.h"
 #include "archivefile/foundation/TextFormat.h"
 #include "archivefile/media/VexSound.h"
 
@@ -63,8 +61,7 @@ const char* VexSound::ErrorString(int code) const {
 }
 
 void VexSound::openInput(const char* path) {
-    // A folder opens like a file on some systems and would then read as garbage.
-    if (path == nullptr || *path == '\0' || Platform::isFolder(paths::native(path)) || !stream_.OpenFile(path))
+    if (path == nullptr || *path == '\0' || !stream_.OpenFile(path))
         raise(GE_InvalidFile);
     // The data is handed out in place, which needs the whole file in memory.
     if (stream_.IsHuge() != 0) stream_.Throw(GE_OutOfMemory, "VexSound: '%s' is too large to be held in memory\r\n", path);

@@ -7,8 +7,6 @@
 
 #include "archivefile/foundation/GenericError.h"
 #include "archivefile/foundation/Guarded.h"
-#include "archivefile/foundation/PathRules.h"
-#include "archivefile/foundation/Platform.h"
 
 namespace archivefile {
 
@@ -107,8 +105,7 @@ int P3dFile::Open(const char* path, LogCallback cb) {
     useCallback(cb);
     Close();
     return openWith([&] {
-        return path != nullptr && *path != '\0' && !Platform::isFolder(paths::native(path)) &&
-               stream_.OpenFile(path, "p3d");
+        return path != nullptr && *path != '\0' && stream_.OpenFile(path, "p3d");
     });
 }
 
@@ -123,8 +120,7 @@ int P3dFile::Open(const unsigned char* data, unsigned int length, LogCallback cb
 int P3dFile::OpenHeaderOnly(const char* path) {
     Close();
     const int code = guarded(stream_, [&]() -> int {
-        if (path == nullptr || *path == '\0' || Platform::isFolder(paths::native(path)) ||
-            !stream_.OpenFile(path, "p3d"))
+        if (path == nullptr || *path == '\0' || !stream_.OpenFile(path, "p3d"))
             return GE_InvalidFile;
         return ReadHeader(&stream_) ? int{GE_NoError} : int{BadHeader};
     });

@@ -5,7 +5,6 @@
 #include "archivefile/foundation/BlockCoder.h"
 #include "archivefile/foundation/GenericError.h"
 #include "archivefile/foundation/PathRules.h"
-#include "archivefile/foundation/Platform.h"
 #include "archivefile/texture/PacFile.h"
 
 namespace archivefile {
@@ -94,9 +93,10 @@ TypeRule ruleOf(int type) {
 int PacFile::Open(const char* path, LogCallback callback, int typeFilter) {
     return replaceWith(callback, [&] {
         const std::string_view name = path != nullptr ? path : "";
-        // A folder opens like a file on some systems and would then read as garbage.
-        if (name.empty() || Platform::isFolder(paths::native(name))) raise(GE_InvalidFile);
-        if (!stream_.OpenFile(path, "pac") && !stream_.OpenFile(path, "paa")) raise(GE_InvalidFile);
+        if (name.empty()) raise(GE_InvalidFile);
+        // A name without extension may be either kind; one with an extension is opened as named.
+        const bool named = paths::extension(name) != paths::none;
+        if (!stream_.OpenFile(path, "pac") && (named || !stream_.OpenFile(path, "paa"))) raise(GE_InvalidFile);
         // The palette and the pixel blocks are used in place, which needs the whole file in memory.
         if (stream_.IsHuge() != 0) raise(GE_OutOfMemory);
         return Process(callback, typeFilter);

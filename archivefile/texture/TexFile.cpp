@@ -4,8 +4,6 @@
 
 #include "archivefile/foundation/GenericError.h"
 #include "archivefile/foundation/Guarded.h"
-#include "archivefile/foundation/PathRules.h"
-#include "archivefile/foundation/Platform.h"
 
 namespace archivefile {
 
@@ -42,8 +40,7 @@ public:
         const int code = guarded(stream, [&]() -> int {
             if (data != nullptr) {
                 stream.OpenPseudoFile(data, length);
-            } else if (path == nullptr || *path == '\0' || Platform::isFolder(paths::native(path)) ||
-                       !stream.OpenFile(path, "bin")) {
+            } else if (path == nullptr || *path == '\0' || !stream.OpenFile(path, "bin")) {
                 return GE_InvalidFile;
             } else if (stream.IsHuge() != 0) {
                 // Entries are located in place, which needs the whole file in memory.

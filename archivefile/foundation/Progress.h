@@ -1,0 +1,49 @@
+// How far a long operation has come, in files and bytes, for a caller that shows it. Operations that
+// handle many files (building an archive, extracting one) report through it beside their log
+// callback: `begin` once with everything the operation will handle, `advance` after each file it has
+// finished, and `end` once when it stops, whether it completed, failed or was cancelled.
+//
+// Counts only ever add up, so one implementation can follow several operations at once (archives
+// extracted one after another, or side by side by several handlers) and show their sum. Like a log
+// callback, `advance` may raise code 9 ("User cancelled") to stop the operation.
+#pragma once
+
+#include <cstdint>
+
+namespace archivefile {
+
+class Progress {
+public:
+    struct Counts {
+        std::uint64_t files = 0;
+        std::uint64_t bytes = 0;
+    };
+
+    virtual ~Progress() = default;
+    virtual void begin(const Counts& total) = 0;
+    virtual void advance(const Counts& done) = 0;
+    virtual void end() = 0;
+
+    // One operation's report: `begin` when it is made, `end` when it goes, however the operation
+    // left. A null progress reports nothing.
+    class Run {
+    public:
+        Run(Progress* progress, const Counts& total) : progress_(progress) {
+            if (progress_ != nullptr) progress_->begin(total);
+        }
+        ~Run() {
+            if (progress_ != nullptr) progress_->end();
+        }
+        Run(const Run&) = delete;
+        Run& operator=(const Run&) = delete;
+
+        void advance(const Counts& done) const {
+            if (progress_ != nullptr) progress_->advance(done);
+        }
+
+    private:
+        Progress* progress_;
+    };
+};
+
+}  // namespace archivefile
