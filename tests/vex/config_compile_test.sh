@@ -24,7 +24,7 @@ check "the text chose the inline style" test "$(head -c 7 "$work/mod/config.bin"
 check "--kern writes the offset style" test "$(head -c 8 "$work/kern.bin" | od -An -tx1 | tr -d ' \n')" = 0072615000000000
 
 "$VEX" config compile "$work/mod/config.cpp" -I "$work/root" -o "$work/noisy.bin" 2>"$work/stderr"
-check "the output is reported with its style" grep -q 'noisy.bin: TGR style, [0-9]* bytes' "$work/stderr"
+check "the output is reported with its style" grep -qx "wrote $work/noisy.bin: TGR style, [0-9]* bytes" "$work/stderr"
 
 for style in mod/config kern; do
     "$VEX" config decode "$work/$style.bin" -o "$work/decoded.cpp"
@@ -50,9 +50,14 @@ check "and leaves no file" test ! -e "$work/extern.bin"
 "$VEX" -q config compile --kern "$work/extern.cpp"
 check "--kern makes it writable" test -s "$work/extern.bin"
 
+"$VEX" -q config compile "$work/mod/config.cpp" -I "$work/root" -o "$work/absent/folders/"
+check "-o DIR/ makes the folders and writes FILE.bin in them" cmp -s "$work/mod/config.bin" "$work/absent/folders/config.bin"
+"$VEX" config compile - -I "$work/root" <"$work/mod/config.cpp" >"$work/piped.bin" 2>"$work/stderr"
+check "text on standard input gives raP on standard output" cmp -s "$work/mod/config.bin" "$work/piped.bin"
 status=0
-"$VEX" config compile "$work/mod/config.cpp" -I "$work/root" -o "$work/absent/out.bin" 2>"$work/stderr" || status=$?
-check "an output that cannot be made is code 36" grep -q 'Cannot write to file (code 36)' "$work/stderr"
+"$VEX" config compile "$work/mod/config.cpp" -I "$work/root" -o "$work/mod/config.cpp/out.bin" 2>"$work/stderr" || status=$?
+check "an output whose folder cannot be made fails" test "$status" -eq 1
+check "and says why" grep -q "vex: error: cannot make the folder $work/mod/config.cpp" "$work/stderr"
 status=0
 "$VEX" config compile "$work/kern.bin" 2>"$work/stderr" || status=$?
 check "binarised input is refused" grep -q 'is binarised already' "$work/stderr"

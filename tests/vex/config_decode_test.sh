@@ -29,13 +29,13 @@ check "nothing on standard output with -o" test ! -s "$work/stdout"
 "$VEX" config decode --tabs "$rap" >"$work/stdout"
 check "--tabs indents with a tab" grep -q $'^\ty = 2;\r$' "$work/stdout"
 
-# A file that is not binarised: status 1, the library's message, and the earlier output file kept.
+# A file that is not binarised: status 1, what it is, and the earlier output file kept.
 printf 'class A {};\r\n' >"$work/text.cpp"
 echo "earlier" >"$work/kept.cpp"
 status=0
 "$VEX" config decode "$work/text.cpp" -o "$work/kept.cpp" 2>"$work/stderr" || status=$?
 check "a text config fails with status 1" test "$status" -eq 1
-check "the failure names the code" grep -q 'vex: error: RapFile: Not a raP file (code 100)' "$work/stderr"
+check "the failure says what the file is" grep -q "vex: error: $work/text.cpp is not a binarised config: it is a text file" "$work/stderr"
 check "the earlier output file is kept" grep -qx earlier "$work/kept.cpp"
 check "no temporary file is left" test "$(ls -A "$work" | tr '\n' ' ')" = "config.bin expected kept.cpp out.cpp stderr stdout text.cpp "
 
@@ -45,6 +45,13 @@ status=0
 "$VEX" config decode "$work/cut.bin" >"$work/stdout" 2>/dev/null || status=$?
 check "a file cut short fails" test "$status" -eq 1
 check "the partial text ends with the error" test "$(tail -c 17 "$work/stdout")" = $'//Premature EOF\r'
+
+# Standard input in, standard output or a folder made on the way out.
+"$VEX" config decode - -o - <"$rap" >"$work/stdout"
+check "- reads standard input, -o - writes standard output" grep -q $'^ y = 2;\r$' "$work/stdout"
+"$VEX" config decode "$rap" -o "$work/made/on/the/way/" 2>"$work/stderr"
+check "-o DIR/ writes FILE.cpp in it, making the folders" test -s "$work/made/on/the/way/config.cpp"
+check "and says where" grep -qx "wrote $work/made/on/the/way/config.cpp: [0-9]* bytes of text" "$work/stderr"
 
 status=0
 "$VEX" config decode "$work/absent.bin" >"$work/stdout" 2>"$work/stderr" || status=$?

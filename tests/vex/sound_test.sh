@@ -30,7 +30,7 @@ check "the report goes to standard output without carriage returns" cmp -s "$wor
 check "WAVE to WSS and back is exact" cmp -s "$work/back0.wav" "$click"
 for compression in 4 8; do
     "$VEX" sound convert "$click" -o "$work/click$compression.wss" --compress "$compression" 2>"$work/stderr"
-    check "the write is named ($compression)" grep -q "^Wrote $work/click$compression.wss (WSS, " "$work/stderr"
+    check "the write is named ($compression)" grep -q "^wrote $work/click$compression.wss: WSS, " "$work/stderr"
     check "compression $compression reads back strictly" grep -q "^BitsPerSample        16$" \
         <("$VEX" sound check --strict "$work/click$compression.wss")
     "$VEX" -q sound convert "$work/click$compression.wss" -o "$work/back$compression.wav"
@@ -69,7 +69,7 @@ printf 'class A {};\n' >"$work/text.wav"
 : >"$work/empty.wss"
 check "a text file is not a sound" test "$(status_of "$VEX" sound convert "$work/text.wav" -o "$work/t.wss")" -eq 1
 check "an empty file is not a sound" test "$(status_of "$VEX" sound convert "$work/empty.wss" -o "$work/e.wav")" -eq 1
-check "a folder is a usage error" test "$(status_of "$VEX" sound convert "$work" -o "$work/f.wav")" -eq 2
+check "a folder is refused" test "$(status_of "$VEX" sound convert "$work" -o "$work/f.wav")" -eq 1
 check "an output of another kind is a usage error" test "$(status_of "$VEX" sound convert "$click" -o "$work/x.mp3")" -eq 2
 check "--compress with WAVE output is a usage error" \
     test "$(status_of "$VEX" sound convert "$click" -o "$work/x.wav" --compress 8)" -eq 2

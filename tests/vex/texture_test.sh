@@ -21,7 +21,7 @@ cp "$SAMPLES/textures/emblem.png" .
 check "from-png writes IN.paa beside the image" test -f emblem.paa
 check "an image with alpha becomes DXT5" test "$(head_hex 2 emblem.paa)" = 05ff
 "$VEX" texture from-png emblem.png --format argb4444 -o argb.paa 2>err
-check "the output is named with its type, size and mipmaps" grep -q '^argb.paa: RGB4, 128 x 128, 6 mipmaps, [0-9]* bytes$' err
+check "the output is named with its type, size and mipmaps" grep -q '^wrote argb.paa: RGB4, 128 x 128, 6 mipmaps, [0-9.]* kB$' err
 
 mkdir made
 "$VEX" -q texture from-png emblem.png -o made/ && "$VEX" -q texture to-png made/emblem.paa -o made
@@ -55,12 +55,12 @@ check "and the earlier output kept" grep -qx earlier odd-again.paa
 : >empty.paa
 printf 'not a texture at all\n' >foreign.paa
 mkdir folder.paa
-check "an empty texture is Premature EOF" test "$(status_of "$VEX" texture to-png empty.paa)" -eq 1
-check "named as such" grep -q 'empty.paa: Premature EOF (code 1)' err
-check "a folder is an invalid file" test "$(status_of "$VEX" texture to-png folder.paa)" -eq 1
-check "so named" grep -q 'folder.paa: invalid file (code 3)' err
+check "an empty texture is refused" test "$(status_of "$VEX" texture to-png empty.paa)" -eq 1
+check "named as such" grep -q 'empty.paa is not a texture: it is an empty file' err
+check "a folder is refused" test "$(status_of "$VEX" texture to-png folder.paa)" -eq 1
+check "so named" grep -q 'folder.paa is a folder, not a texture' err
 check "a foreign image is refused" test "$(status_of "$VEX" texture from-png foreign.paa -o x.paa)" -eq 1
-check "as no PNG" grep -q 'foreign.paa is not a PNG that can be read' err
+check "as no PNG" grep -q 'foreign.paa is not a PNG image: it is a text file' err
 # A header of 8192 x 8192 over 12 bytes of image data: refused before a quarter of a GiB is set aside.
 printf '\x89\x50\x4e\x47\x0d\x0a\x1a\x0a\x00\x00\x00\x0d\x49\x48\x44\x52\x00\x00\x20\x00\x00\x00\x20\x00\x08\x06\x00\x00\x00\x72\xaa\xca\x59\x00\x00\x00\x0c\x49\x44\x41\x54\x78\x9c\x63\x60\xa0\x0c\x00\x00\x00\x40\x00\x01\xb7\x34\x7c\xef\x00\x00\x00\x00\x49\x45\x4e\x44\xae\x42\x60\x82' >bomb.png
 check "a PNG too short for its size is refused" test "$(status_of "$VEX" texture from-png bomb.png -o x.paa)" -eq 1

@@ -1,14 +1,17 @@
 // vex list and vex unpack: an archive's header report and entries, and extraction of archives.
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include "archivefile/archive/ArchiveFile.h"
-#include "tools/vex/JsonWriter.h"
+#include "archivefile/foundation/NamePatterns.h"
+#include "archivefile/foundation/PathRules.h"
+#include "archivefile/foundation/Platform.h"
+#include "tools/vex/JsonOutput.h"
 #include "tools/vex/Tool.h"
 
 namespace vex {
@@ -16,11 +19,11 @@ namespace vex {
 namespace {
 
 using archivefile::ArchiveFile;
+using nlohmann::ordered_json;
 
 struct ListOptions {
     std::string archive;
     bool brief = false;
-    bool json = false;
 };
 
 struct UnpackOptions {
@@ -32,6 +35,11 @@ struct UnpackOptions {
     bool strict = false;
     bool brief = false;
 };
+
+// A file that exists is opened as it is named; a name without one may still mean NAME.pbo.
+int openFlags(const std::string& path) {
+    return archivefile::Platform::isFile(archivefile::paths::native(path)) ? ArchiveFile::OpenAsNamed : 0;
+}
 
 // The lines the library reports while the JSON listing is made; they become its warnings.
 std::string collectedLines;
@@ -58,123 +66,112 @@ std::string trimmed(std::string_view text) {
     return std::string(text);
 }
 
-void writeFields(JsonWriter& json, const ArchiveFile& archive, const std::string& path) {
-    json.key("fields");
-    json.beginObject();
-    json.key("path");
-    json.value(path);
-    json.key("type");
-    json.value(std::int64_t{archive.GetPboType()});
-    json.key("title");
-    json.value(trimmed(archive.typeTitle()));
-    json.key("content");
-    json.value(trimmed(archive.contentLine()));
-    json.key("prefix");
-    if (archive.HasPrefix()) json.value(archive.GetPrefix());
-    else json.null();
-    json.key("properties");
-    json.beginArray();
-    for (const archivefile::TokenPair& property : archive.properties()) {
-        json.beginObject();
-        json.key("name");
-        json.value(property.name.GetName());
-        json.key("value");
-        json.value(property.value.GetName());
-        json.endObject();
-    }
-    json.endArray();
+ordered_json fieldsOf(const ArchiveFile& archive, const std::string& path) {
+    ordered_json properties = ordered_json::array();
+    for (const archivefile::TokenPair& property : archive.properties())
+        properties.push_back({{"name", property.name.GetName()}, {"value", property.value.GetName()}});
     const std::string digest = archivefile::Sha1::hexText(archive.storedDigest());
     const int type = archive.GetPboType();
-    json.key("sha");
-    if (type == ArchiveFile::TypePrefixSha || type == ArchiveFile::TypeShaNoPrefix) json.value(digest);
-    else json.null();
-    json.key("checksum");
-    if (type == ArchiveFile::TypePrefixChecksum) json.value(digest);
-    else json.null();
-    json.key("strangeValues");
-    if (archive.strangeValues() != 0) json.value(archive._StrangeValuesStr());
-    else json.null();
-    json.endObject();
+    const bool sha = type == ArchiveFile::TypePrefixSha || type == ArchiveFile::TypeShaNoPrefix;
+    return {{"path", path},
+            {"type", type},
+            {"title", trimmed(archive.typeTitle())},
+            {"content", trimmed(archive.contentLine())},
+            {"prefix", archive.HasPrefix() ? ordered_json(archive.GetPrefix()) : ordered_json()},
+            {"properties", std::move(properties)},
+            {"sha", sha ? ordered_json(digest) : ordered_json()},
+            {"checksum", type == ArchiveFile::TypePrefixChecksum ? ordered_json(digest) : ordered_json()},
+            {"strangeValues", archive.strangeValues() != 0 ? ordered_json(archive._StrangeValuesStr()) : ordered_json()}};
 }
 
-void writeEntries(JsonWriter& json, const ArchiveFile& archive) {
-    json.key("entries");
-    json.beginArray();
+ordered_json entriesOf(const ArchiveFile& archive) {
+    ordered_json entries = ordered_json::array();
     for (const archivefile::pbo_entry* entry = archive.GetChain(); entry; entry = archive.GetNext(entry)) {
-        json.beginObject();
-        json.key("name");
-        json.value(entry->name());
-        json.key("time");
-        json.value(std::int64_t{entry->timeStamp()});
-        json.key("size");
-        json.value(std::int64_t{entry->realSize()});
-        json.key("dataSize");
-        json.value(std::int64_t{entry->dataSize()});
-        json.key("compressed");
-        json.value(entry->isCompressed());
-        json.endObject();
+        entries.push_back({{"name", entry->name()},
+                           {"time", entry->timeStamp()},
+                           {"size", entry->realSize()},
+                           {"dataSize", entry->dataSize()},
+                           {"compressed", entry->isCompressed()}});
     }
-    json.endArray();
+    return entries;
 }
 
-int listAsJson(ArchiveFile& archive, const ListOptions& options) {
+int listAsJson(ArchiveFile& archive, const std::string& name, const std::string& path) {
     collectedLines.clear();
     // The header report is not sent: its parts become fields. What is sent are the warnings.
-    const int code = archive.OpenPbo(options.archive.c_str(), collectLine, ArchiveFile::Brief);
-    JsonWriter json;
-    json.beginObject();
-    json.key("kind");
-    json.value("archive");
-    writeFields(json, archive, options.archive);
-    writeEntries(json, archive);
-    json.key("warnings");
-    json.beginArray();
-    for (const std::string& line : linesOf(collectedLines)) json.value(line);
-    json.endArray();
-    json.key("error");
-    if (code == archivefile::AE_NoError) {
-        json.null();
-    } else {
-        json.beginObject();
-        json.key("code");
-        json.value(std::int64_t{code});
-        json.key("message");
-        json.value(archive.ErrorString(code));
-        json.endObject();
-    }
-    json.endObject();
+    const int code = archive.OpenPbo(path.c_str(), collectLine, ArchiveFile::Brief | openFlags(path));
+    ordered_json warnings = ordered_json::array();
+    for (const std::string& line : linesOf(collectedLines)) warnings.push_back(line);
+    const ordered_json error = code == archivefile::AE_NoError
+                                   ? ordered_json()
+                                   : ordered_json{{"code", code}, {"message", archive.ErrorString(code)}};
+    JsonOutput::print({{"kind", "archive"},
+                       {"fields", fieldsOf(archive, name)},
+                       {"entries", entriesOf(archive)},
+                       {"warnings", std::move(warnings)},
+                       {"error", error}});
     archive.ClosePbo();
-    std::printf("%s\n", json.text().c_str());
     return code == archivefile::AE_NoError ? Success : Failure;
 }
 
 int list(Tool& tool, const ListOptions& options) {
-    ArchiveFile* handler = tool.root().archiveFile();
-    if (handler == nullptr) return tool.fail("the archive handler is not available");
-    ArchiveFile& archive = *handler;
-    if (options.json) return listAsJson(archive, options);
-    const int flags = ArchiveFile::ListOnly | (options.brief ? ArchiveFile::Brief : 0);
-    // The listing is the command's data, so the library's lines go to standard output.
-    const int code = archive.ExtractPbo(options.archive.c_str(), tool.callback(true), flags);
+    ArchiveFile& archive = *tool.root().archiveFile();
+    std::string path;
+    if (const int status = tool.input(options.archive, Expected::Archive, path, ".pbo"); status != Success)
+        return status;
+    if (tool.json) return listAsJson(archive, options.archive, path);
+    const int flags = ArchiveFile::ListOnly | (options.brief ? ArchiveFile::Brief : 0) | openFlags(path);
+    // The listing is the command's data: it goes to standard output once it is known to be whole.
+    const int code = archive.ExtractPbo(path.c_str(), tool.dataCallback(), flags);
+    tool.printData(code == archivefile::AE_NoError);
     return tool.report(code, options.archive + ": " + archive.ErrorString(code));
 }
 
+int unpackOne(Tool& tool, const UnpackOptions& options, const std::string& name, int flags) {
+    ArchiveFile& archive = *tool.root().archiveFile();
+    std::string path;
+    if (const int status = tool.input(name, Expected::Archive, path, ".pbo"); status != Success) return status;
+    archivefile::NamePatterns selection(options.files);
+    archive.setSelection(selection.empty() ? nullptr : &selection);
+    archive.setProgress(&tool.progress());
+    const archivefile::Progress::Counts doneBefore = tool.progress().done();
+    const archivefile::Progress::Counts totalBefore = tool.progress().total();
+    const int code = archive.ExtractPbo(path.c_str(), tool.callback(), flags | openFlags(path), nullptr,
+                                        options.output.c_str());
+    archive.setSelection(nullptr);
+    const std::uint64_t files = tool.progress().done().files - doneBefore.files;
+    const std::uint64_t bytes = tool.progress().done().bytes - doneBefore.bytes;
+    const std::string& folder = archive.extractionFolder();
+    if (tool.cancelled()) {
+        // Said only once extraction had begun: a cancel while the archive was opened wrote nothing.
+        const std::uint64_t selected = tool.progress().total().files - totalBefore.files;
+        if (selected > 0)
+            tool.note(name + ": stopped after writing " + std::to_string(files) + " of " + std::to_string(selected) +
+                      " files in " + folder);
+        return Cancelled;
+    }
+    for (const std::string& pattern : selection.unmatched()) tool.warn(name + ": no entry matches --files '" + pattern + "'");
+    if (files > 0) tool.wrote(folder, std::to_string(files) + (files == 1 ? " file, " : " files, ") + Tool::sizeText(bytes));
+    return tool.report(code, name + ": " + archive.ErrorString(code));
+}
+
 int unpack(Tool& tool, const UnpackOptions& options) {
-    ArchiveFile* handler = tool.root().archiveFile();
-    if (handler == nullptr) return tool.fail("the archive handler is not available");
-    ArchiveFile& archive = *handler;
+    if (options.output.empty()) {
+        for (const std::string& name : options.archives)
+            if (name == "-") return tool.usage("an archive from standard input is unpacked only where -o names");
+    }
     int flags = 0;
     if (options.ignorePrefix) flags |= ArchiveFile::IgnorePrefix;
     if (options.decode) flags |= ArchiveFile::DecodeText;
     if (options.brief) flags |= ArchiveFile::Brief;
     if (options.strict) flags |= ArchiveFile::Strict;
     int status = Success;
-    // Every archive is tried; one that fails does not stop the others.
-    for (const std::string& path : options.archives) {
-        const int code = archive.ExtractPbo(path.c_str(), tool.callback(), flags, options.files.c_str(),
-                                            options.output.c_str());
-        if (code == archivefile::AE_UserCancelled) return tool.report(code, archive.ErrorString(code));
-        if (tool.report(code, path + ": " + archive.ErrorString(code)) != Success) status = Failure;
+    // Every archive is tried; one that fails does not stop the others, but a cancel does.
+    for (const std::string& name : options.archives) {
+        if (tool.cancelled()) return Cancelled;
+        const int result = unpackOne(tool, options, name, flags);
+        if (result == Cancelled) return result;
+        if (result != Success) status = Failure;
     }
     return status;
 }
@@ -184,27 +181,30 @@ int unpack(Tool& tool, const UnpackOptions& options) {
 void addArchiveCommands(CLI::App& app, Tool& tool) {
     auto listing = std::make_shared<ListOptions>();
     CLI::App* listCommand = app.add_subcommand("list", "List an archive's header report and entries");
-    listCommand->add_option("ARCHIVE", listing->archive, "The archive (.pbo)")->required();
+    listCommand->add_option("ARCHIVE", listing->archive, "The archive (.pbo; - for standard input)")->required();
     listCommand->add_flag("--brief", listing->brief, "Only the entries' names, without the header report");
-    listCommand->add_flag("--json", listing->json,
+    listCommand->add_flag("--json", tool.json,
                           "One JSON object with the keys kind, fields, entries, warnings and error");
-    listCommand->callback([listing, &tool] { tool.status = list(tool, *listing); });
+    tool.setAction(*listCommand, [listing, &tool] { return list(tool, *listing); }, true);
 
     auto unpacking = std::make_shared<UnpackOptions>();
     CLI::App* unpackCommand = app.add_subcommand("unpack", "Extract archives into folders");
-    unpackCommand->add_option("ARCHIVE", unpacking->archives, "The archives (.pbo)")->required();
+    unpackCommand->add_option("ARCHIVE", unpacking->archives, "The archives (.pbo; - for standard input, with -o)")
+        ->required();
     unpackCommand->add_option("-o,--output", unpacking->output,
                               "Extract under this folder (default: beside each archive, in a folder named after it)");
     unpackCommand->add_flag("-d,--decode", unpacking->decode,
                             "Turn binarised configs into text; config.bin is written as config.cpp");
     unpackCommand->add_option("--files", unpacking->files,
-                              "Only these entries: comma-separated file names, or *.ext for an extension");
+                              "Only the entries that these shell patterns, separated by commas, match: a pattern "
+                              "without / against each name and folder name (*.p3d, data), one with / against "
+                              "the path (data/*.paa); case is ignored");
     unpackCommand->add_flag("--ignore-prefix", unpacking->ignorePrefix,
                             "Extract into a folder named after the archive instead of the prefix path");
     unpackCommand->add_flag("--strict", unpacking->strict,
                             "A wrong or missing checksum, residual bytes or an empty selection is an error");
     unpackCommand->add_flag("--brief", unpacking->brief, "No header report and no prefix-file lines");
-    unpackCommand->callback([unpacking, &tool] { tool.status = unpack(tool, *unpacking); });
+    tool.setAction(*unpackCommand, [unpacking, &tool] { return unpack(tool, *unpacking); });
 }
 
 }  // namespace vex

@@ -4,15 +4,15 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "archivefile/config/Rapify.h"
 #include "archivefile/foundation/GenericError.h"
-#include "archivefile/foundation/TextFormat.h"
-#include "archivefile/foundation/VexFileIO.h"
 #include "tools/vex/Tool.h"
 
 namespace vex {
@@ -44,13 +44,25 @@ bool checkCallback(const char* text, ...) {
     return forwarded(text);
 }
 
+// Compiles the config named on the command line; standard input is compiled from memory, so that its
+// messages name it "-" and its includes are looked for from the current folder.
+int compileText(Tool& tool, archivefile::Rapify& compiler, const std::string& name, const std::string& path,
+                int options) {
+    forwarded = tool.callback();
+    showConditionals = tool.verbose;
+    if (name != "-") return compiler.OpenRapText(path.c_str(), options, checkCallback);
+    const std::optional<std::string> text = tool.contentOf(path);
+    if (!text) return archivefile::GE_InvalidFile;
+    return compiler.Text2RapClass(*text, options, checkCallback, "-");
+}
+
 int checkConfig(Tool& tool, const CheckOptions& options) {
     archivefile::Rapify* compiler = tool.root().rapify();
     if (compiler == nullptr) return tool.fail("the config compiler is not available");
-    forwarded = tool.callback();
-    showConditionals = tool.verbose;
+    std::string path;
+    if (const int status = tool.input(options.input, Expected::ConfigText, path); status != Success) return status;
     compiler->SetIncludeRoot(options.includeRoot.c_str());
-    const int code = compiler->OpenRapText(options.input.c_str(), 0, checkCallback);
+    const int code = compileText(tool, *compiler, options.input, path, 0);
     int status = Success;
     if (code != archivefile::GE_NoError) {
         status = tool.report(code, compiler->ErrorString(code));
@@ -73,9 +85,11 @@ struct CompileOptions {
     bool kern = false;
 };
 
-// config.cpp is binarised into config.bin beside it.
-std::string defaultOutput(const std::string& input) {
-    return std::filesystem::path(input).replace_extension(".bin").string();
+// config.cpp is binarised into config.bin beside it, or inside the folder that -o names.
+std::string outputFor(const CompileOptions& options) {
+    std::filesystem::path made(options.input == "-" ? "config.cpp" : options.input);
+    made.replace_extension(".bin");
+    return options.output.empty() ? made.string() : Tool::outputIn(options.output, made.filename().string());
 }
 
 bool sameFile(const std::string& a, const std::string& b) {
@@ -99,33 +113,40 @@ const char* styleName(int style) {
 int compileConfig(Tool& tool, const CompileOptions& options) {
     archivefile::Rapify* compiler = tool.root().rapify();
     if (compiler == nullptr) return tool.fail("the config compiler is not available");
-    if (archivefile::VexFileIO().FileIsRaPified(options.input.c_str()) == 1)
-        return tool.fail(options.input + " is binarised already; 'vex config decode' turns it into text");
-    const std::string output = options.output.empty() ? defaultOutput(options.input) : options.output;
-    if (sameFile(options.input, output))
-        return tool.fail("the output " + output + " would replace the text it is compiled from; name another with -o");
+    std::string path;
+    if (const int status = tool.input(options.input, Expected::ConfigText, path); status != Success) return status;
+    const bool toStandardOutput = options.output == "-" || (options.input == "-" && options.output.empty());
+    const std::string output = toStandardOutput ? std::string() : outputFor(options);
+    if (toStandardOutput) {
+        if (const int status = tool.binaryToStandardOutput(); status != Success) return status;
+    } else {
+        if (options.input != "-" && sameFile(options.input, output))
+            return tool.fail("the output " + output + " would replace the text it is compiled from; name another with -o");
+        if (!tool.makeFoldersFor(output)) return Failure;
+    }
 
-    forwarded = tool.callback();
-    showConditionals = tool.verbose;
     compiler->SetIncludeRoot(options.includeRoot.c_str());
     // --kern binarises as an archive of the newer styles does: the text is read as newer text too.
-    int code = compiler->OpenRapText(options.input.c_str(), options.kern ? archivefile::Rapify::ForceKern : 0,
-                                     checkCallback);
-    if (code == archivefile::GE_NoError) code = compiler->OutputRap(output.c_str(), options.kern);
-    int status = Success;
+    int code = compileText(tool, *compiler, options.input, path, options.kern ? archivefile::Rapify::ForceKern : 0);
+    std::vector<std::uint8_t> bytes;
+    if (code == archivefile::GE_NoError)
+        code = toStandardOutput ? compiler->OutputRap(bytes, options.kern) : compiler->OutputRap(output.c_str(), options.kern);
     if (code != archivefile::GE_NoError) {
-        status = tool.report(code, compiler->ErrorString(code));
-    } else {
-        int style = compiler->ModeWord() & archivefile::Rapify::StyleMask;
-        if (style == archivefile::Rapify::TgrStyle && options.kern) style = archivefile::Rapify::KernStyle;
-        std::error_code error;
-        const auto bytes = std::filesystem::file_size(output, error);
-        forwarded(archivefile::formatText("%s: %s style, %llu bytes\r\n", output.c_str(), styleName(style),
-                                          static_cast<unsigned long long>(error ? 0 : bytes))
-                      .c_str());
+        const int status = tool.report(code, compiler->ErrorString(code));
+        compiler->Close();
+        return status;
     }
+    int style = compiler->ModeWord() & archivefile::Rapify::StyleMask;
+    if (style == archivefile::Rapify::TgrStyle && options.kern) style = archivefile::Rapify::KernStyle;
     compiler->Close();
-    return status;
+    if (toStandardOutput) {
+        std::fwrite(bytes.data(), 1, bytes.size(), stdout);
+        return Success;
+    }
+    std::error_code error;
+    const auto size = std::filesystem::file_size(output, error);
+    tool.wrote(output, std::string(styleName(style)) + " style, " + Tool::sizeText(error ? 0 : size));
+    return Success;
 }
 
 }  // namespace
@@ -134,21 +155,24 @@ void addConfigCommands(CLI::App& app, Tool& tool) {
     auto options = std::make_shared<CheckOptions>();
     CLI::App* check = configGroup(app).add_subcommand(
         "check", "Preprocess and parse a config; report the first error with its file and line");
-    check->add_option("FILE", options->input, "The config text (config.cpp, description.ext, ...)")->required();
+    check->add_option("FILE", options->input, "The config text (config.cpp, description.ext, ...; - for standard input)")
+        ->required();
     check->add_option("-I,--include-root", options->includeRoot,
                       "The folder that include names starting with a backslash (or a drive) are looked for in");
-    check->callback([options, &tool] { tool.status = checkConfig(tool, *options); });
+    tool.setAction(*check, [options, &tool] { return checkConfig(tool, *options); });
 
     auto compileOptions = std::make_shared<CompileOptions>();
     CLI::App* compile = configGroup(app).add_subcommand(
         "compile", "Compile a config text into its binarised form (raP), in the style the text chooses");
-    compile->add_option("FILE", compileOptions->input, "The config text (config.cpp, ...)")->required();
+    compile->add_option("FILE", compileOptions->input, "The config text (config.cpp, ...; - for standard input)")
+        ->required();
     compile->add_option("-o,--output", compileOptions->output,
-                        "The raP file to write; replaced only once complete (default: FILE with the extension .bin)");
+                        "The raP file to write, replaced only once complete; a folder to write it in; or - for "
+                        "standard output (default: FILE with the extension .bin, or standard output for -)");
     compile->add_flag("--kern", compileOptions->kern, "Write KerN style where the text chose TGR style");
     compile->add_option("-I,--include-root", compileOptions->includeRoot,
                         "The folder that include names starting with a backslash (or a drive) are looked for in");
-    compile->callback([compileOptions, &tool] { tool.status = compileConfig(tool, *compileOptions); });
+    tool.setAction(*compile, [compileOptions, &tool] { return compileConfig(tool, *compileOptions); });
 }
 
 }  // namespace vex

@@ -1,7 +1,11 @@
 // vex config decode: a binarised config turned back into config text.
+#include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include <CLI/CLI.hpp>
 
@@ -32,18 +36,32 @@ CLI::App& configGroup(CLI::App& app) {
 int decodeConfig(Tool& tool, const DecodeOptions& options) {
     archivefile::RapFile* decoder = tool.root().rapFile();
     if (decoder == nullptr) return tool.fail("the config decoder is not available");
+    std::string path;
+    if (const int status = tool.input(options.input, Expected::BinarisedConfig, path); status != Success)
+        return status;
+    const bool toStandardOutput = options.output.empty() || options.output == "-";
+    std::string output;
+    if (!toStandardOutput) {
+        std::filesystem::path made(options.input == "-" ? "config.bin" : options.input);
+        output = Tool::outputIn(options.output, made.replace_extension(".cpp").filename().string());
+        if (!tool.makeFoldersFor(output)) return Failure;
+    }
     decoder->SetCallBack(tool.callback());
     decoder->SetTabChar(options.tabs);
-    int code = decoder->OpenRap(options.input.c_str());
-    if (options.output.empty()) {
-        // Without -o the text goes out even when decoding stopped early: it ends in a comment line
-        // naming the error, which shows how far the file could be read.
+    int code = archivefile::GE_InvalidFile;
+    if (options.input != "-") {
+        code = decoder->OpenRap(path.c_str());
+    } else if (const std::optional<std::string> bytes = tool.contentOf(path)) {
+        code = decoder->Rap2Text({reinterpret_cast<const std::uint8_t*>(bytes->data()), bytes->size()}, "-");
+    }
+    if (toStandardOutput) {
+        // The text goes out even when decoding stopped early: it ends in a comment line naming the
+        // error, which shows how far the file could be read.
         const std::string_view text = decoder->decodedText();
-        if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
-            if (code == archivefile::GE_NoError) code = archivefile::GE_CannotWrite;
-        }
+        std::fwrite(text.data(), 1, text.size(), stdout);
     } else if (code == archivefile::GE_NoError) {
-        code = decoder->WriteDecodedText(options.output.c_str());
+        code = decoder->WriteDecodedText(output.c_str());
+        if (code == archivefile::GE_NoError) tool.wrote(output, Tool::sizeText(decoder->decodedText().size()) + " of text");
     }
     const int status = tool.report(code, decoder->ErrorString(code));
     decoder->Close();
@@ -55,12 +73,12 @@ int decodeConfig(Tool& tool, const DecodeOptions& options) {
 void addConfigDecodeCommand(CLI::App& app, Tool& tool) {
     auto options = std::make_shared<DecodeOptions>();
     CLI::App* decode = configGroup(app).add_subcommand("decode", "Turn a binarised config (raP) back into config text");
-    decode->add_option("FILE", options->input, "The binarised config")->required();
-    decode->add_option(
-        "-o,--output", options->output,
-        "Write the text to this file; it is replaced only when decoding succeeds (default: standard output)");
+    decode->add_option("FILE", options->input, "The binarised config (- for standard input)")->required();
+    decode->add_option("-o,--output", options->output,
+                       "Write the text to this file, replaced only when decoding succeeds, or into this folder "
+                       "(default, and with -: standard output)");
     decode->add_flag("--tabs", options->tabs, "Indent with tabs instead of blanks");
-    decode->callback([options, &tool] { tool.status = decodeConfig(tool, *options); });
+    tool.setAction(*decode, [options, &tool] { return decodeConfig(tool, *options); });
 }
 
 }  // namespace vex

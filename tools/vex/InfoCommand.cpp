@@ -14,6 +14,7 @@
 #include "archivefile/foundation/Platform.h"
 #include "archivefile/model/P3dHeader.h"
 #include "tools/vex/InfoKinds.h"
+#include "tools/vex/JsonOutput.h"
 #include "tools/vex/Tool.h"
 
 namespace vex {
@@ -25,7 +26,6 @@ using archivefile::Platform;
 
 struct InfoOptions {
     std::vector<std::string> files;
-    bool json = false;
     bool recursive = false;
     bool strict = false;
 };
@@ -42,15 +42,24 @@ struct FailedFile {
 
 class Survey {
 public:
-    Survey(Tool& tool, const InfoOptions& options) : tool_(tool), options_(options) {}
+    Survey(Tool& tool, const InfoOptions& options) : tool_(tool), options_(options), json_(tool.json) {}
 
     // Describes every file named (and, with -r, every file below the folders named). False once the
     // user has cancelled.
     bool run() {
         for (const std::string& name : options_.files) {
+            if (name == "-") {
+                std::string path;
+                if (tool_.input(name, Expected::Any, path) != Success) {
+                    failures_.push_back({name, archivefile::GE_InvalidFile, "standard input cannot be read"});
+                    continue;
+                }
+                if (!describe(path, name)) return false;
+                continue;
+            }
             const std::string path = archivefile::paths::native(name);
             if (!Platform::isFolder(path)) {
-                if (!describe(name)) return false;
+                if (!describe(name, name)) return false;
                 continue;
             }
             if (!options_.recursive) {
@@ -64,13 +73,13 @@ public:
                       [](const auto& a, const auto& b) { return a.relativePath < b.relativePath; });
             const std::string folder = name.back() == '/' ? name : name + "/";
             for (const Platform::FolderItem& item : items)
-                if (!describe(folder + item.relativePath)) return false;
+                if (!describe(folder + item.relativePath, folder + item.relativePath)) return false;
         }
         return true;
     }
 
     void printSummary() const {
-        if (options_.json) {
+        if (json_) {
             ordered_json kinds = ordered_json::object();
             for (const auto& [kind, count] : countsInTableOrder()) kinds[kind] = count;
             ordered_json failures = ordered_json::array();
@@ -100,27 +109,22 @@ private:
         return ordered;
     }
 
-    // Ctrl-C reaches a handler through its callback, but files that no handler reports on give no
-    // callback the chance; and each handler words the cancel with a code of its own.
-    bool cancelled() const {
-        if (!Platform::interruptRequested()) return false;
-        tool_.report(archivefile::GE_UserCancelled, archivefile::GenericError::ErrorString(archivefile::GE_UserCancelled));
-        return true;
-    }
-
-    bool describe(const std::string& path) {
-        if (cancelled()) return false;
+    // Describes the file at `path`, named `name` in what is printed. False once the user has cancelled:
+    // a cancel reaches a handler through its callback, but files that no handler reports on give no
+    // callback the chance, and each handler words the cancel with a code of its own.
+    bool describe(const std::string& path, const std::string& name) {
+        if (tool_.cancelled()) return false;
         ++files_;
         InfoInput input;
         std::string error;
         // Devices and pipes are not opened: reading one could wait for ever.
         const std::string native = archivefile::paths::native(path);
         if (!Platform::isFile(native)) {
-            notRead(path, Platform::fileSize(native) ? "not a regular file" : "no such file");
+            notRead(name, Platform::fileSize(native) ? "not a regular file" : "no such file");
             return true;
         }
         if (!input.open(path, error)) {
-            notRead(path, error);
+            notRead(name, error);
             return true;
         }
         const std::span<const InfoKind> kinds = infoKinds();
@@ -129,18 +133,18 @@ private:
         ++counts_[kindName];
 
         Description description;
-        description.brief = options_.json;
+        description.brief = json_;
         description.strict = options_.strict;
         if (kind != kinds.end()) kind->describe(tool_, input, description);
-        if (cancelled()) return false;
+        if (tool_.cancelled()) return false;
 
-        if (options_.json) {
-            print(object(path, kindName, kind != kinds.end(), description));
+        if (json_) {
+            print(object(name, kindName, kind != kinds.end(), description));
         } else {
-            std::printf("%s: %s\n", path.c_str(), textOf(kindName));
+            std::printf("%s: %s\n", name.c_str(), textOf(kindName));
             for (const std::string& line : description.lines) std::printf("  %s\n", line.c_str());
         }
-        if (description.code != 0) failed(path, description.code, description.message);
+        if (description.code != 0) failed(name, description.code, description.message);
         return true;
     }
 
@@ -163,7 +167,7 @@ private:
     // A name that is no file to read (a folder without -r, a device, nothing at all) is a failure;
     // with --json it still has its object.
     void notRead(const std::string& path, const std::string& message) {
-        if (options_.json) {
+        if (json_) {
             Description description;
             description.code = archivefile::GE_InvalidFile;
             description.message = message;
@@ -179,13 +183,11 @@ private:
         tool_.report(code, path + ": " + message);
     }
 
-    // File texts are 8-bit and not always UTF-8: bytes that are not become replacement characters.
-    static void print(const ordered_json& object) {
-        std::printf("%s\n", object.dump(-1, ' ', false, ordered_json::error_handler_t::replace).c_str());
-    }
+    static void print(const ordered_json& object) { JsonOutput::print(object); }
 
     Tool& tool_;
     const InfoOptions& options_;
+    const bool json_;
     std::size_t files_ = 0;
     std::map<std::string, std::size_t> counts_;
     std::vector<FailedFile> failures_;
@@ -197,9 +199,8 @@ int info(Tool& tool, const InfoOptions& options) {
     archivefile::P3dHeader::setK3PrefixOutput(nullptr);
     Survey survey(tool, options);
     const bool finished = survey.run();
-    if (!finished) return Failure;
+    if (!finished) return tool.cancelled() ? Cancelled : Failure;
     if (options.recursive) survey.printSummary();
-    if (std::fflush(stdout) != 0) return tool.fail("cannot write to standard output");
     return survey.anyFailed() ? Failure : Success;
 }
 
@@ -210,15 +211,15 @@ void addInfoCommand(CLI::App& app, Tool& tool) {
     CLI::App* command = app.add_subcommand(
         "info", "Tell what each file is, from its content, and describe it: archives, binarised configs, models, "
                 "textures, texture indexes, sounds and fonts");
-    command->add_option("FILE", options->files, "Files, or folders with -r")->required();
-    command->add_flag("--json", options->json,
+    command->add_option("FILE", options->files, "Files, or folders with -r (- for standard input)")->required();
+    command->add_flag("--json", tool.json,
                       "One JSON object per file with the keys path, kind, described, fields, entries, warnings and "
                       "error (and a last object with the key summary, with -r)");
     command->add_flag("-r,--recursive", options->recursive,
                       "Describe every file below the folders named, then count them by kind and list the failures");
     command->add_flag("--strict", options->strict,
                       "An archive without its checksum or with bytes after its data is a failure, not a warning");
-    command->callback([options, &tool] { tool.status = info(tool, *options); });
+    tool.setAction(*command, [options, &tool] { return info(tool, *options); }, true);
 }
 
 }  // namespace vex

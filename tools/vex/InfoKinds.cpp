@@ -21,6 +21,7 @@
 #include "archivefile/model/P3dFile.h"
 #include "archivefile/texture/PacFile.h"
 #include "archivefile/texture/TexFile.h"
+#include "tools/vex/CancelWatch.h"
 #include "tools/vex/Tool.h"
 
 namespace vex {
@@ -80,11 +81,11 @@ namespace {
 // ---- Lines the handlers report -------------------------------------------------------------------
 
 // Handlers report through a plain function, so their lines are gathered here while one file is
-// described. Ctrl-C stops the handler at its next line.
+// described. A cancel stops the handler at its next line.
 std::string reported;
 
 bool collect(const char* text, ...) {
-    if (archivefile::Platform::interruptRequested()) archivefile::raise(archivefile::GE_UserCancelled);
+    CancelWatch::check();
     reported += text;
     return true;
 }

@@ -1,13 +1,19 @@
 // vex pack: an archive built from a folder, in the style of one generation of tools.
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 
 #include <CLI/CLI.hpp>
 
 #include "archivefile/archive/ArchiveFile.h"
+#include "archivefile/foundation/NamePatterns.h"
+#include "archivefile/foundation/PathRules.h"
+#include "archivefile/foundation/Platform.h"
 #include "archivefile/model/P3dHeader.h"
+#include "tools/vex/ContentKind.h"
 #include "tools/vex/Tool.h"
 
 namespace vex {
@@ -39,7 +45,51 @@ const std::map<std::string, int>& styles() {
     return names;
 }
 
+// The folder, or the line that says why it cannot be packed and what was likely meant.
+int checkFolder(Tool& tool, const std::string& folder) {
+    const std::string native = archivefile::paths::native(folder);
+    if (archivefile::Platform::isFolder(native)) return Success;
+    if (!archivefile::Platform::isFile(native)) {
+        if (archivefile::Platform::fileSize(native)) return tool.fail(folder + " is a pipe or a device, not a folder");
+        return tool.fail(folder + ": no such folder");
+    }
+    const std::filesystem::path stem = std::filesystem::path(folder).replace_extension();
+    if (archivefile::Platform::isFolder(archivefile::paths::native(stem.string())))
+        return tool.fail(folder + " is a file, not a folder; did you mean " + stem.string() + "?");
+    const std::optional<ContentKind> kind = ContentKind::of(folder, "archive");
+    if (kind && kind->id == "archive")
+        return tool.fail(folder + " is an archive, not a folder; 'vex unpack " + folder + "' extracts it");
+    return tool.fail(folder + " is a file, not a folder");
+}
+
+// The folder as the library gets it: one named "." or ".." (or ending in them) is named by its full
+// path, so that the archive beside it gets the folder's own name.
+std::string folderToPack(const std::string& folder) {
+    const std::filesystem::path path(folder);
+    std::filesystem::path last;
+    for (const std::filesystem::path& part : path)
+        if (!part.empty()) last = part;
+    if (last != "." && last != "..") return folder;
+    return std::filesystem::absolute(path).lexically_normal().parent_path().string();
+}
+
 int pack(Tool& tool, const PackOptions& options) {
+    if (options.folder == "-") return tool.usage("vex pack reads a folder; standard input cannot be one");
+    if (const int status = checkFolder(tool, options.folder); status != Success) return status;
+    const std::string folder = folderToPack(options.folder);
+    std::filesystem::path named = std::filesystem::path(folder).lexically_normal();
+    if (!named.has_filename()) named = named.parent_path();
+    const std::string name = named.filename().string() + ".pbo";
+
+    // "-o -" builds the archive in a temporary file first: an archive is written out of order.
+    const bool toStandardOutput = options.output == "-";
+    std::string output = options.output.empty() ? std::string() : Tool::outputIn(options.output, name);
+    if (toStandardOutput) {
+        if (const int status = tool.binaryToStandardOutput(); status != Success) return status;
+        std::string error;
+        if (!tool.temporaryFolder().pathFor(name, output, error)) return tool.fail(error);
+    }
+
     ArchiveFile& archive = *tool.root().archiveFile();
     int flags = styles().at(options.style);
     if (options.compress) flags |= ArchiveFile::CompressEntries;
@@ -51,9 +101,29 @@ int pack(Tool& tool, const PackOptions& options) {
     archive.setBuildTime(options.mtime);
     archive.setIncludeRoot(options.includeRoot.c_str());
     archive.setCompileCallback(tool.detailCallback());
-    const int code = archive.MakePboNew(options.folder.c_str(), flags, options.output.c_str(), tool.callback(),
-                                        options.noCompress.c_str(), options.prefix.c_str(), options.exclude.c_str());
-    return tool.report(code, options.folder + ": " + archive.ErrorString(code));
+    archivefile::NamePatterns exclusion(options.exclude);
+    archive.setExclusion(exclusion.empty() ? nullptr : &exclusion);
+    archive.setProgress(&tool.progress());
+    const archivefile::Progress::Counts before = tool.progress().done();
+    const int code = archive.MakePboNew(folder.c_str(), flags, output.c_str(), tool.callback(),
+                                        options.noCompress.c_str(), options.prefix.c_str());
+    archive.setExclusion(nullptr);
+    for (const std::string& pattern : exclusion.unmatched())
+        tool.warn(options.folder + ": no file matches --exclude '" + pattern + "'");
+    if (code != archivefile::AE_NoError) return tool.report(code, options.folder + ": " + archive.ErrorString(code));
+
+    const std::string& built = archive.builtArchive();
+    const std::uint64_t entries = tool.progress().done().files - before.files;
+    std::error_code ignored;
+    const std::string what = std::to_string(entries) + (entries == 1 ? " entry, " : " entries, ") +
+                             Tool::sizeText(std::filesystem::file_size(built, ignored));
+    if (toStandardOutput) {
+        if (const int status = tool.copyToStandardOutput(built); status != Success) return status;
+        tool.wrote("standard output", what);
+        return Success;
+    }
+    tool.wrote(built, what);
+    return Success;
 }
 
 }  // namespace
@@ -61,9 +131,10 @@ int pack(Tool& tool, const PackOptions& options) {
 void addPackCommand(CLI::App& app, Tool& tool) {
     auto options = std::make_shared<PackOptions>();
     CLI::App* command = app.add_subcommand("pack", "Build an archive from a folder");
-    command->add_option("FOLDER", options->folder, "The folder to pack")->required()->check(CLI::ExistingDirectory);
+    command->add_option("FOLDER", options->folder, "The folder to pack")->required();
     command->add_option("-o,--output", options->output,
-                        "The archive to write (default: beside the folder, named after it)");
+                        "The archive to write, or the folder to write FOLDER.pbo in (an existing one, or any name "
+                        "ending in /), or - for standard output (default: beside the folder, named after it)");
     command->add_option("--style", options->style, "kqm, vanguard, kern-nosha, regal or kern")
         ->check(CLI::IsMember({"kqm", "vanguard", "kern-nosha", "regal", "kern"}))
         ->capture_default_str();
@@ -76,12 +147,15 @@ void addPackCommand(CLI::App& app, Tool& tool) {
                       "Store config.cpp files binarised as config.bin (the default), or as they are");
     command->add_option("-I,--include-root", options->includeRoot,
                         "Where config includes named from a root (\\x\\tag\\file.hpp) are found");
-    command->add_option("--exclude", options->exclude, "File names or *.ext items to leave out, separated by commas");
+    command->add_option("--exclude", options->exclude,
+                        "Leave out the files that these shell patterns, separated by commas, match: a pattern "
+                        "without / against each name and folder name (*.bak, work), one with / against the path "
+                        "(data/*.tga); case is ignored");
     command->add_flag("--check-models", options->checkModels,
                       "Open every model first; list the textures and materials its faces name that are neither in "
                       "the folder nor under -I, and stop if there are any");
     command->add_option("--mtime", options->mtime, "Write this time (seconds since 1970) for every entry");
-    command->callback([options, &tool] { tool.status = pack(tool, *options); });
+    tool.setAction(*command, [options, &tool] { return pack(tool, *options); });
 }
 
 }  // namespace vex

@@ -5,9 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <iostream>
 #include <iterator>
 #include <memory>
 #include <string>
@@ -39,30 +37,19 @@ constexpr std::uint64_t LargestDeflateRatio = 1032;
 bool silent(const char*, ...) { return true; }
 
 // The whole file, or false with the reason in `error`.
-bool readAll(const std::string& path, std::vector<unsigned char>& bytes, std::string& error) {
-    std::error_code ignored;
-    if (path != "-" && std::filesystem::is_directory(path, ignored)) {
-        error = path + " is a folder";
-        return false;
-    }
-    try {
-        std::ifstream file;
-        if (path != "-") file.open(path, std::ios::binary);
-        std::istream& in = path == "-" ? std::cin : file;
-        if (in) bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-        if (in.bad() || (path != "-" && !file.is_open())) error = "cannot read " + path;
-    } catch (const std::exception&) {
-        error = "cannot read " + path;
-    }
+bool readAll(const std::string& path, const std::string& name, std::vector<unsigned char>& bytes, std::string& error) {
+    std::ifstream file(path, std::ios::binary);
+    if (file) bytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    if (!file.is_open() || file.bad()) error = "cannot read " + name;
     return error.empty();
 }
 
 }  // namespace
 
-bool PngImage::read(const std::string& path, archivefile::TextureImage& image, unsigned largestSide,
-                    std::string& error) {
+bool PngImage::read(const std::string& path, const std::string& name, archivefile::TextureImage& image,
+                    unsigned largestSide, std::string& error) {
     std::vector<unsigned char> bytes;
-    if (!readAll(path, bytes, error)) return false;
+    if (!readAll(path, name, bytes, error)) return false;
     Context context(spng_ctx_new(0), spng_ctx_free);
     if (!context) {
         error = "out of memory";
@@ -74,7 +61,7 @@ bool PngImage::read(const std::string& path, archivefile::TextureImage& image, u
     if (status == 0) status = spng_set_png_buffer(context.get(), bytes.data(), bytes.size());
     if (status == 0) status = spng_get_ihdr(context.get(), &header);
     if (status == 0 && (header.width > largestSide || header.height > largestSide)) {
-        error = path + " is " + std::to_string(header.width) + " x " + std::to_string(header.height) +
+        error = name + " is " + std::to_string(header.width) + " x " + std::to_string(header.height) +
                 ", larger than any texture (" + std::to_string(largestSide) + " a side)";
         return false;
     }
@@ -82,7 +69,7 @@ bool PngImage::read(const std::string& path, archivefile::TextureImage& image, u
     if (status == 0) status = spng_decoded_image_size(context.get(), SPNG_FMT_PNG, &rows);
     // Each row begins with its filter byte.
     if (status == 0 && (rows + header.height) / LargestDeflateRatio > bytes.size()) {
-        error = path + " is not a PNG that can be read: it is too short for an image of " +
+        error = name + " is not a PNG that can be read: it is too short for an image of " +
                 std::to_string(header.width) + " x " + std::to_string(header.height);
         return false;
     }
@@ -92,7 +79,7 @@ bool PngImage::read(const std::string& path, archivefile::TextureImage& image, u
         status = spng_decode_image(context.get(), image.pixels().data(), size, SPNG_FMT_RGBA8, SPNG_DECODE_TRNS);
     }
     if (status != 0) {
-        error = path + " is not a PNG that can be read: " + spng_strerror(status);
+        error = name + " is not a PNG that can be read: " + spng_strerror(status);
         return false;
     }
     return true;

@@ -2,10 +2,12 @@
 // (FLAC, Ogg Vorbis, AIFF, ...) into either; vex sound check: a sound's report.
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <limits>
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -135,32 +137,35 @@ int describeOtherAudio(Tool& tool, const VexSound& sound, const std::string& pat
     return Success;
 }
 
-// Reads the input into the handler; returns an exit status, having reported any failure.
-int readInput(Tool& tool, VexSound& sound, const ConvertOptions& options) {
-    if (!isWssOrRiff(options.input)) {
-        const std::string problem = readOtherAudio(sound, options.input);
-        return problem.empty() ? describeOtherAudio(tool, sound, options.input)
-                               : tool.fail(options.input + ": " + problem);
+// Reads the input at `path` into the handler; returns an exit status, having reported any failure.
+int readInput(Tool& tool, VexSound& sound, const ConvertOptions& options, const std::string& path) {
+    const std::string& name = options.input;
+    if (!isWssOrRiff(path)) {
+        const std::string problem = readOtherAudio(sound, path);
+        return problem.empty() ? describeOtherAudio(tool, sound, name) : tool.fail(name + ": " + problem);
     }
-    const int code = sound.Open(options.input.c_str(), collectReport, options.strict ? VexSound::Strict : 0);
+    const int code = sound.Open(path.c_str(), collectReport, options.strict ? VexSound::Strict : 0);
     // A WAVE file of a kind the library does not read itself (floating point, or samples in an
     // extended format header) is read as any other audio file, unless the check is to be strict.
     if (code == VexSound::UnknownFormat && !options.strict) {
         const std::string report = std::move(reportLines);
         reportLines.clear();
-        if (readOtherAudio(sound, options.input).empty()) return describeOtherAudio(tool, sound, options.input);
+        if (readOtherAudio(sound, path).empty()) return describeOtherAudio(tool, sound, name);
         reportLines = report + reportLines;
     }
     showReport(tool);
-    return tool.report(code, options.input + ": " + sound.ErrorString(code));
+    return tool.report(code, name + ": " + sound.ErrorString(code));
 }
 
 int convert(Tool& tool, const ConvertOptions& options) {
     VexSound& sound = *tool.root().vexSound();
+    std::string path;
+    if (const int status = tool.input(options.input, Expected::Audio, path); status != Success) return status;
+    if (!tool.makeFoldersFor(options.output)) return Failure;
     // Every line of the handler, its errors included, goes through the collector from here on.
     reportLines.clear();
     sound.SetCallBack(collectReport);
-    int status = readInput(tool, sound, options);
+    int status = readInput(tool, sound, options, path);
     const int rate = sound.description().sampleRate;
     if (status == Success && options.rate && *options.rate != rate)
         status = tool.fail(options.input + ": sampled at " + std::to_string(rate) + " Hz, not " +
@@ -176,32 +181,40 @@ int convert(Tool& tool, const ConvertOptions& options) {
     if (toWss && compression != VexSound::Uncompressed && sound.IsMono() == 0)
         reportLines += "Warning: compressed WSS files are expected to be mono; a strict check refuses this one\r\n";
     const int code = sound.Create(options.output.c_str(), toWss ? compression : VexSound::WaveForm);
-    if (code == archivefile::GE_NoError) {
-        const std::string form = toWss ? std::string("WSS, ") + compressionName(compression) : std::string("WAVE");
-        reportLines += archivefile::formatText("Wrote %s (%s)\r\n", options.output.c_str(), form.c_str());
-    }
     showReport(tool);
     sound.Close();
-    return tool.report(code, options.output + ": " + sound.ErrorString(code));
+    if (code != archivefile::GE_NoError) return tool.report(code, options.output + ": " + sound.ErrorString(code));
+    std::error_code ignored;
+    const std::string form = toWss ? std::string("WSS, ") + compressionName(compression) : std::string("WAVE");
+    tool.wrote(options.output, form + ", " + Tool::sizeText(std::filesystem::file_size(options.output, ignored)));
+    return Success;
+}
+
+// Prints the report of the sound named `name` (its header and checks, as the library words them) on
+// standard output, under a line with its name when `titled`; `strict` refuses doubtful files.
+int printSoundReport(Tool& tool, const std::string& name, bool strict, bool titled) {
+    VexSound& sound = *tool.root().vexSound();
+    std::string path;
+    if (const int status = tool.input(name, Expected::Sound, path); status != Success) return status;
+    const int code =
+        sound.Open(path.c_str(), tool.dataCallback(), VexSound::HeaderOnly | (strict ? VexSound::Strict : 0));
+    sound.Close();
+    tool.printData(code == archivefile::GE_NoError, titled ? name + ":\n" : std::string());
+    return tool.report(code, name + ": " + sound.ErrorString(code));
 }
 
 int check(Tool& tool, const CheckOptions& options) {
     int status = Success;
     for (const std::string& file : options.files) {
-        if (options.files.size() > 1) std::printf("%s:\n", file.c_str());
-        if (printSoundReport(tool, file, options.strict) != Success) status = Failure;
+        if (tool.cancelled()) return Cancelled;
+        const int result = printSoundReport(tool, file, options.strict, options.files.size() > 1);
+        if (result == Cancelled) return result;
+        if (result != Success) status = Failure;
     }
     return status;
 }
 
 }  // namespace
-
-int printSoundReport(Tool& tool, const std::string& path, bool strict) {
-    VexSound& sound = *tool.root().vexSound();
-    const int code = sound.Open(path.c_str(), tool.callback(true), VexSound::HeaderOnly | (strict ? VexSound::Strict : 0));
-    sound.Close();
-    return tool.report(code, path + ": " + sound.ErrorString(code));
-}
 
 void addSoundCommands(CLI::App& app, Tool& tool) {
     CLI::App* group = app.add_subcommand("sound", "Check sounds and convert them between WSS, WAVE and other formats");
@@ -210,7 +223,7 @@ void addSoundCommands(CLI::App& app, Tool& tool) {
     auto converting = std::make_shared<ConvertOptions>();
     CLI::App* convertCommand = group->add_subcommand(
         "convert", "Convert a WSS, WAVE, FLAC, Ogg Vorbis, AIFF or other sound file into WSS or WAVE");
-    convertCommand->add_option("IN", converting->input, "The sound to read")->required()->check(CLI::ExistingFile);
+    convertCommand->add_option("IN", converting->input, "The sound to read (- for standard input)")->required();
     convertCommand
         ->add_option("-o,--output", converting->output, "The file to write; its extension, .wss or .wav, picks the form")
         ->required()
@@ -227,18 +240,18 @@ void addSoundCommands(CLI::App& app, Tool& tool) {
     convertCommand->add_option("--rate", converting->rate,
                                "Refuse, rather than convert, a sound that is not sampled at this rate (Hz)");
     convertCommand->add_flag("--strict", converting->strict, "Refuse a doubtful WSS or WAVE input instead of warning");
-    convertCommand->callback([converting, &tool] {
+    tool.setAction(*convertCommand, [converting, &tool] {
         if (converting->compression && !hasExtension(converting->output, "wss"))
-            throw CLI::ValidationError("--compress", "applies to WSS output only");
-        tool.status = convert(tool, *converting);
+            return tool.usage("--compress applies to WSS output only");
+        return convert(tool, *converting);
     });
 
     auto checking = std::make_shared<CheckOptions>();
     CLI::App* checkCommand =
         group->add_subcommand("check", "Read and check WSS and WAVE files and print their reports");
-    checkCommand->add_option("FILE", checking->files, "The sounds to check")->required();
+    checkCommand->add_option("FILE", checking->files, "The sounds to check (- for standard input)")->required();
     checkCommand->add_flag("--strict", checking->strict, "Refuse doubtful files instead of warning");
-    checkCommand->callback([checking, &tool] { tool.status = check(tool, *checking); });
+    tool.setAction(*checkCommand, [checking, &tool] { return check(tool, *checking); });
 }
 
 }  // namespace vex

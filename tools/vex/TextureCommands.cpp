@@ -1,8 +1,6 @@
 // vex texture to-png and from-png: textures turned into PNG images and PNG images into textures.
 #include <cstdio>
 #include <filesystem>
-#include <iostream>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <string>
@@ -39,17 +37,6 @@ struct FromPngOptions {
 
 constexpr unsigned LargestSide = 16384;
 
-// The texture's bytes when it comes from standard input; Open reads them in place, so they are kept
-// until the command ends.
-std::vector<unsigned char> standardInput;
-
-// Opens a texture named on the command line ("-" for standard input) and lists it to `callback`.
-int openTexture(PacFile& texture, const std::string& path, archivefile::LogCallback callback) {
-    if (path != "-") return texture.Open(path.c_str(), callback);
-    standardInput.assign(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
-    return texture.Open(standardInput.data(), static_cast<int>(standardInput.size()), callback);
-}
-
 // "path: message (code N)", with the broken rule when the texture's taggs do not suit its type.
 int reportTexture(const Tool& tool, const PacFile& texture, const std::string& path, int code) {
     std::string text = path + ": " + texture.ErrorString(code);
@@ -71,11 +58,7 @@ std::string withoutExtension(const std::string& path, const char* extension) {
 std::string outputFor(const std::string& input, const std::string& output, const char* extension) {
     std::filesystem::path made(input == "-" ? "texture" : input);
     made.replace_extension(extension);
-    if (output.empty()) return made.string();
-    std::error_code ignored;
-    if (output.back() == '/' || std::filesystem::is_directory(output, ignored))
-        return (std::filesystem::path(output) / made.filename()).string();
-    return output;
+    return output.empty() ? made.string() : Tool::outputIn(output, made.filename().string());
 }
 
 int writeMipMap(Tool& tool, PacFile& texture, const std::string& input, const PacFile::MipMap& mipmap, int index,
@@ -84,11 +67,12 @@ int writeMipMap(Tool& tool, PacFile& texture, const std::string& input, const Pa
     const int code = texture.decodeImage(mipmap, image, tool.callback());
     if (code != archivefile::GE_NoError)
         return reportTexture(tool, texture, input + ", mipmap " + std::to_string(index), code);
+    if (output != "-" && !tool.makeFoldersFor(output)) return Failure;
     std::string error;
     if (!PngImage::write(output, image, error)) return tool.fail(error);
-    if (!tool.quiet && output != "-")
-        std::fprintf(stderr, "%s: %s mipmap %d, %u x %u\n", output.c_str(), PacFile::GetTypeStr(texture.type()), index,
-                     image.width(), image.height());
+    if (output != "-")
+        tool.wrote(output, std::string(PacFile::GetTypeStr(texture.type())) + " mipmap " + std::to_string(index) + ", " +
+                               std::to_string(image.width()) + " x " + std::to_string(image.height()));
     return Success;
 }
 
@@ -121,8 +105,13 @@ int writeMipMaps(Tool& tool, PacFile& texture, const ToPngOptions& options) {
 int toPng(Tool& tool, const ToPngOptions& options) {
     PacFile* texture = tool.root().pacFile();
     if (texture == nullptr) return tool.fail("the texture handler is not available");
+    std::string path;
+    if (const int status = tool.input(options.input, Expected::Texture, path, ".paa"); status != Success) return status;
+    if (options.output == "-") {
+        if (const int status = tool.binaryToStandardOutput(); status != Success) return status;
+    }
     // The texture's report is shown with -v only: what was asked for is the image.
-    const int code = openTexture(*texture, options.input, tool.detailCallback());
+    const int code = texture->Open(path.c_str(), tool.detailCallback());
     const int status = code == archivefile::GE_NoError ? writeMipMaps(tool, *texture, options)
                                                        : reportTexture(tool, *texture, options.input, code);
     texture->Close();
@@ -142,26 +131,30 @@ int fromPng(Tool& tool, const FromPngOptions& options) {
     PacFile* texture = tool.root().pacFile();
     if (texture == nullptr) return tool.fail("the texture handler is not available");
     if (options.output == "-") return tool.fail("a texture is written to a file; name one with -o");
+    std::string path;
+    if (const int status = tool.input(options.input, Expected::Png, path); status != Success) return status;
     archivefile::TextureImage image;
     std::string error;
-    if (!PngImage::read(options.input, image, LargestSide, error)) return tool.fail(error);
+    if (!PngImage::read(path, options.input, image, LargestSide, error)) return tool.fail(error);
     if (!PacFile::canBuildFrom(image.width(), image.height()))
         return tool.fail(options.input + " is " + std::to_string(image.width()) + " x " +
                          std::to_string(image.height()) + "; a texture's sides are powers of two from 4 to 16384");
     std::string output = outputFor(options.input, options.output, ".paa");
     // The texture writer adds ".paa" to a name without extension.
     if (std::filesystem::path(output).extension().empty()) output += ".paa";
+    if (!tool.makeFoldersFor(output)) return Failure;
     static const std::map<std::string, PacFile::Quality> qualities = {
         {"fast", PacFile::Quality::Fast}, {"normal", PacFile::Quality::Normal}, {"best", PacFile::Quality::Best}};
     int code = texture->buildFromImage(image, typeOf(options.format, image), qualities.at(options.quality),
                                        tool.callback());
     int status = reportTexture(tool, *texture, options.input, code);
     if (status == Success) status = reportTexture(tool, *texture, output, texture->CreatePac(output.c_str()));
-    if (status == Success && !tool.quiet) {
+    if (status == Success) {
         std::error_code ignored;
-        std::fprintf(stderr, "%s: %s, %u x %u, %zu mipmaps, %llu bytes\n", output.c_str(),
-                     PacFile::GetTypeStr(texture->type()), image.width(), image.height(), texture->mipMaps().size(),
-                     static_cast<unsigned long long>(std::filesystem::file_size(output, ignored)));
+        tool.wrote(output, std::string(PacFile::GetTypeStr(texture->type())) + ", " + std::to_string(image.width()) +
+                               " x " + std::to_string(image.height()) + ", " +
+                               std::to_string(texture->mipMaps().size()) + " mipmaps, " +
+                               Tool::sizeText(std::filesystem::file_size(output, ignored)));
     }
     texture->Close();
     return status;
@@ -181,7 +174,7 @@ void addTextureCommands(CLI::App& app, Tool& tool) {
     CLI::Option* mip = toPngCommand->add_option("--mip", toOptions->mip, "The mipmap to write, 0 for the first (default: the largest)")
                            ->check(CLI::NonNegativeNumber);
     toPngCommand->add_flag("--all", toOptions->all, "Write every mipmap, as OUT_mip0.png, OUT_mip1.png, ...")->excludes(mip);
-    toPngCommand->callback([toOptions, &tool] { tool.status = toPng(tool, *toOptions); });
+    tool.setAction(*toPngCommand, [toOptions, &tool] { return toPng(tool, *toOptions); });
 
     auto fromOptions = std::make_shared<FromPngOptions>();
     CLI::App* fromPngCommand =
@@ -197,7 +190,7 @@ void addTextureCommands(CLI::App& app, Tool& tool) {
         ->add_option("--quality", fromOptions->quality,
                      "How hard DXT blocks are fitted: fast, normal (the default) or best")
         ->check(CLI::IsMember({"fast", "normal", "best"}));
-    fromPngCommand->callback([fromOptions, &tool] { tool.status = fromPng(tool, *fromOptions); });
+    tool.setAction(*fromPngCommand, [fromOptions, &tool] { return fromPng(tool, *fromOptions); });
 }
 
 }  // namespace vex

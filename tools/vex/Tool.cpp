@@ -1,71 +1,295 @@
 #include "tools/vex/Tool.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <optional>
 #include <string>
+#include <system_error>
 
 #include "archivefile/foundation/GenericError.h"
+#include "archivefile/foundation/PathRules.h"
 #include "archivefile/foundation/Platform.h"
+#include "tools/vex/CancelWatch.h"
+#include "tools/vex/Console.h"
+#include "tools/vex/ContentKind.h"
 
 namespace vex {
 
 namespace {
 
+using archivefile::Platform;
+
+// The library reports through plain functions, so what they need lives here.
 bool quietOutput = false;
 bool verboseOutput = false;
-
-// Lines from the library end in "\r\n"; a terminal wants "\n".
-void printLine(std::FILE* to, const char* text) {
-    for (const char* p = text; *p; ++p)
-        if (*p != '\r') std::fputc(*p, to);
-    std::fflush(to);
-}
-
-void cancelIfInterrupted() {
-    if (archivefile::Platform::interruptRequested()) archivefile::raise(archivefile::GE_UserCancelled);
-}
+std::string heldData;
+bool cancelReported = false;
 
 bool toStandardError(const char* text, ...) {
-    cancelIfInterrupted();
-    if (!quietOutput) printLine(stderr, text);
+    CancelWatch::check();
+    if (!quietOutput) Console::standardError().write(text);
     return true;
 }
 
 bool detailToStandardError(const char* text, ...) {
-    cancelIfInterrupted();
-    if (verboseOutput) printLine(stderr, text);
+    CancelWatch::check();
+    if (verboseOutput) Console::standardError().write(text);
     return true;
 }
 
-bool toStandardOutput(const char* text, ...) {
-    cancelIfInterrupted();
-    printLine(stdout, text);
+bool holdAsData(const char* text, ...) {
+    CancelWatch::check();
+    for (const char* p = text; *p; ++p)
+        if (*p != '\r') heldData += *p;
     return true;
+}
+
+const char* wordsFor(Expected expected) {
+    switch (expected) {
+    case Expected::Archive: return "an archive";
+    case Expected::BinarisedConfig: return "a binarised config";
+    case Expected::ConfigText: return "a config text";
+    case Expected::Sound: return "a WSS or WAVE sound";
+    case Expected::Audio: return "a sound";
+    case Expected::Texture: return "a texture";
+    case Expected::Png: return "a PNG image";
+    case Expected::Any: break;
+    }
+    return "a file";
+}
+
+// The kind of `vex info` that a command expects, tried first when the file is looked at.
+const char* infoKindFor(Expected expected) {
+    switch (expected) {
+    case Expected::Archive: return "archive";
+    case Expected::BinarisedConfig: return "binarised config";
+    case Expected::Sound:
+    case Expected::Audio: return "sound";
+    case Expected::Texture: return "texture";
+    default: return "";
+    }
+}
+
+bool accepts(Expected expected, const ContentKind& kind) {
+    switch (expected) {
+    case Expected::ConfigText: return kind.id == "text" || kind.id == "empty";
+    case Expected::Audio: return kind.id == "sound" || kind.id == "audio";
+    case Expected::Png: return kind.id == "png";
+    case Expected::Any: return true;
+    default: return kind.id == infoKindFor(expected);
+    }
+}
+
+// A folder named where a file is expected: the file that was likely meant.
+std::string folderAdvice(const std::string& name, Expected expected) {
+    std::string folder = name;
+    while (folder.size() > 1 && archivefile::paths::isSlash(folder.back())) folder.pop_back();
+    const auto exists = [](const std::string& path) { return Platform::isFile(archivefile::paths::native(path)); };
+    switch (expected) {
+    case Expected::Archive:
+        if (exists(folder + ".pbo")) return "; did you mean " + folder + ".pbo?";
+        return "; 'vex pack " + folder + "' makes an archive of it";
+    case Expected::ConfigText:
+        if (exists(folder + "/config.cpp")) return "; did you mean " + folder + "/config.cpp?";
+        break;
+    case Expected::BinarisedConfig:
+        if (exists(folder + "/config.bin")) return "; did you mean " + folder + "/config.bin?";
+        break;
+    default: break;
+    }
+    return {};
 }
 
 }  // namespace
 
-Tool::Tool() { archivefile::Platform::watchInterrupt(); }
+Tool::Tool() : progress_(Console::standardError()) { CancelWatch::start(); }
 
-archivefile::LogCallback Tool::detailCallback() const {
-    verboseOutput = verbose;
-    return detailToStandardError;
+void Tool::setAction(CLI::App& command, std::function<int()> action, bool takesJson) {
+    command.callback([this, &command, action = std::move(action), takesJson] {
+        action_ = action;
+        takesJson_ = takesJson;
+        commandWords_.clear();
+        for (const CLI::App* level = &command; level != nullptr && level->get_parent() != nullptr;
+             level = level->get_parent())
+            commandWords_.insert(0, commandWords_.empty() ? level->get_name() : level->get_name() + " ");
+    });
 }
 
-archivefile::LogCallback Tool::callback(bool standardOutput) const {
+int Tool::run() {
+    if (json && !takesJson_) return usage("--json is not an option of 'vex " + commandWords_ + "'");
     quietOutput = quiet && !verbose;
-    return standardOutput ? toStandardOutput : toStandardError;
+    verboseOutput = verbose;
+    progress_.show(!quiet && Platform::isTerminal(2));
+    int status = action_();
+    Console::standardError().endOpenLine();
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        const int error = Platform::lastError();
+        fail("cannot write to standard output: " + Platform::errorText(error));
+        if (status == Success) status = Failure;
+    }
+    return status;
 }
+
+// ---- The library's lines -------------------------------------------------------------------------
+
+archivefile::LogCallback Tool::callback() const { return toStandardError; }
+
+archivefile::LogCallback Tool::detailCallback() const { return detailToStandardError; }
+
+archivefile::LogCallback Tool::dataCallback() const {
+    heldData.clear();
+    return holdAsData;
+}
+
+void Tool::printData(bool succeeded, const std::string& title) const {
+    heldData.insert(0, title);
+    if (succeeded) std::fwrite(heldData.data(), 1, heldData.size(), stdout);
+    else if (!quiet) Console::standardError().write(heldData);
+    heldData.clear();
+}
+
+// ---- vex's own lines -----------------------------------------------------------------------------
 
 int Tool::report(int code, const std::string& text) const {
     if (code == archivefile::GE_NoError) return Success;
-    std::fprintf(stderr, "vex: error: %s (code %d)\n", text.c_str(), code);
+    // Any operation stopped by the user ends in the cancel, whatever its handler's code for it.
+    if (cancelled()) return Cancelled;
+    Console::standardError().line("vex: error: " + text + " (code " + std::to_string(code) + ")");
     return Failure;
 }
 
 int Tool::fail(const std::string& text) const {
-    std::fprintf(stderr, "vex: error: %s\n", text.c_str());
+    if (cancelled()) return Cancelled;
+    Console::standardError().line("vex: error: " + text);
     return Failure;
+}
+
+int Tool::usage(const std::string& text) const {
+    const std::string help = commandWords_.empty() ? "vex --help" : "vex " + commandWords_ + " --help";
+    Console::standardError().line("vex: " + text + " (see '" + help + "')");
+    return UsageError;
+}
+
+void Tool::warn(const std::string& text) const {
+    if (!quiet) Console::standardError().line("vex: warning: " + text);
+}
+
+void Tool::note(const std::string& text) const { Console::standardError().line("vex: " + text); }
+
+void Tool::wrote(const std::string& path, const std::string& what) const {
+    if (!quiet) Console::standardError().line("wrote " + path + ": " + what);
+}
+
+bool Tool::cancelled() const {
+    if (!CancelWatch::requested()) return false;
+    if (!cancelReported) {
+        Console::standardError().eraseEcho();
+        Console::standardError().line("User cancelled");
+    }
+    cancelReported = true;
+    return true;
+}
+
+std::string Tool::sizeText(std::uint64_t bytes) {
+    if (bytes < 1000) return std::to_string(bytes) + (bytes == 1 ? " byte" : " bytes");
+    static constexpr const char* units[] = {"kB", "MB", "GB", "TB"};
+    double value = static_cast<double>(bytes) / 1000;
+    std::size_t unit = 0;
+    while (value >= 999.95 && unit + 1 < std::size(units)) {
+        value /= 1000;
+        ++unit;
+    }
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f %s", value, units[unit]);
+    return text;
+}
+
+// ---- Inputs and outputs --------------------------------------------------------------------------
+
+int Tool::input(const std::string& name, Expected expected, std::string& path, const char* extension) {
+    if (name == "-") {
+        if (Platform::isTerminal(0))
+            return usage("- stands for standard input, which is a terminal here; pipe or redirect a file into vex");
+        CancelWatch::ignoreKeys();
+        std::string error;
+        if (!temporaryFolder_.pathFor(std::string("stdin") + extension, path, error)) return fail(error);
+        // Standard input can be read once: a second "-" is the same file.
+        if (!Platform::isFile(path)) {
+            const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "wb"), std::fclose);
+            char buffer[1 << 16];
+            std::size_t got = 0;
+            while (file && (got = std::fread(buffer, 1, sizeof buffer, stdin)) > 0)
+                if (std::fwrite(buffer, 1, got, file.get()) != got) break;
+            if (!file || std::ferror(stdin) || got != 0 || std::fflush(file.get()) != 0)
+                return fail("cannot keep standard input in " + path + ": " + Platform::errorText(Platform::lastError()));
+        }
+    } else {
+        path = name;
+        const std::string native = archivefile::paths::native(name);
+        if (Platform::isFolder(native)) return fail(name + " is a folder, not " + wordsFor(expected) + folderAdvice(name, expected));
+        if (!Platform::isFile(native)) {
+            // Nothing there: the handler says so in its own words.
+            if (!Platform::fileSize(native)) return Success;
+            return fail(name + " is a pipe or a device, not a file; vex reads such input from standard input, named -");
+        }
+    }
+    if (expected == Expected::Any) return Success;
+    const std::optional<ContentKind> kind = ContentKind::of(path, infoKindFor(expected));
+    if (!kind || accepts(expected, *kind)) return Success;
+    // Configs come in two forms, and each command says which one it wants.
+    if (expected == Expected::ConfigText && kind->id == "binarised config")
+        return fail(name + " is binarised already; 'vex config decode' turns it into text");
+    std::string text = name + " is not " + wordsFor(expected) + ": it is " + kind->words;
+    if (!kind->readBy.empty()) text += " ('" + kind->readBy + "' reads it)";
+    return fail(text);
+}
+
+std::optional<std::string> Tool::contentOf(const std::string& path) const {
+    std::ifstream file(path, std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    if (file.bad() || !file.is_open()) {
+        fail("cannot read " + path);
+        return std::nullopt;
+    }
+    return bytes;
+}
+
+std::string Tool::outputIn(const std::string& output, const std::string& name) {
+    std::error_code ignored;
+    if (!output.empty() && (archivefile::paths::isSlash(output.back()) || std::filesystem::is_directory(output, ignored)))
+        return (std::filesystem::path(output) / name).string();
+    return output;
+}
+
+bool Tool::makeFoldersFor(const std::string& path) const {
+    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+    std::error_code error;
+    if (folder.empty() || std::filesystem::is_directory(folder, error)) return true;
+    std::filesystem::create_directories(folder, error);
+    if (!error) return true;
+    fail("cannot make the folder " + folder.string() + ": " + error.message());
+    return false;
+}
+
+int Tool::binaryToStandardOutput() const {
+    if (!Platform::isTerminal(1)) return Success;
+    return usage("standard output is a terminal; send it to a file or a pipe, or name a file with -o");
+}
+
+int Tool::copyToStandardOutput(const std::string& path) const {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
+    if (!file) return fail("cannot read " + path + ": " + Platform::errorText(Platform::lastError()));
+    char buffer[1 << 16];
+    std::size_t got = 0;
+    while ((got = std::fread(buffer, 1, sizeof buffer, file.get())) > 0)
+        if (std::fwrite(buffer, 1, got, stdout) != got) break;
+    // A failed write to standard output is found and reported when vex ends.
+    return Success;
 }
 
 }  // namespace vex

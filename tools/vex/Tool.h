@@ -1,20 +1,29 @@
-// What every vex command shares: the library root, the callbacks that print the library's lines,
-// the verbosity switches and the way a failure is reported.
+// What every vex command shares: the library root, where the library's lines go, vex's own messages,
+// the progress line and the cancel, the files named on the command line, and the exit status.
 #pragma once
 
+#include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 
 #include <CLI/CLI.hpp>
 
 #include "archivefile/foundation/VexDLLExt.h"
 #include "archivefile/foundation/VexFileIO.h"
+#include "tools/vex/ProgressLine.h"
+#include "tools/vex/TemporaryFolder.h"
 
 namespace vex {
 
-// Exit statuses: 0 success, 1 the operation failed, 2 the command line was wrong.
+// Exit statuses, the same for the same kind of outcome in every command.
 inline constexpr int Success = 0;
-inline constexpr int Failure = 1;
-inline constexpr int UsageError = 2;
+inline constexpr int Failure = 1;      // the operation failed, or its output could not be written
+inline constexpr int UsageError = 2;   // the command line was wrong
+inline constexpr int Cancelled = 130;  // Escape or Ctrl-C, as shells report an interrupted program
+
+// What a command reads; a name that is something else is refused with what it is.
+enum class Expected { Archive, BinarisedConfig, ConfigText, Sound, Audio, Texture, Png, Any };
 
 class Tool {
 public:
@@ -22,23 +31,70 @@ public:
 
     archivefile::VexDLLExt& root() { return root_; }
 
-    // Progress and warnings go to standard error (nothing with -q); `toStandardOutput` is for
-    // commands whose data are the library's lines, such as a listing.
-    archivefile::LogCallback callback(bool toStandardOutput = false) const;
-    // For the lines of a step inside a larger operation (the notices of a config compiled while
-    // packing): shown only with -v.
+    // The command to run once the whole command line is read, and its words for messages ("config
+    // compile"); `takesJson` says whether --json means something to it.
+    void setAction(CLI::App& command, std::function<int()> action, bool takesJson = false);
+    // Runs it and returns the exit status; standard output that cannot be written is a failure.
+    int run();
+    bool hasAction() const { return static_cast<bool>(action_); }
+    const std::string& commandWords() const { return commandWords_; }
+
+    // Where the library's lines go. `callback`: standard error, but nothing with -q. `detailCallback`:
+    // the lines of a step inside a larger operation, shown with -v only. `dataCallback`: lines that are
+    // the command's data, held back until `printData` knows whether the command succeeded. Each of
+    // them stops the operation, with code 9, once the user has asked to cancel.
+    archivefile::LogCallback callback() const;
     archivefile::LogCallback detailCallback() const;
-    // Prints "vex: error: <text> (code N)" and gives the exit status for a library result.
+    archivefile::LogCallback dataCallback() const;
+    // The data held back, after `title`, goes to standard output when `succeeded`; otherwise it
+    // explains the failure on standard error (except with -q).
+    void printData(bool succeeded, const std::string& title = {}) const;
+
+    // vex's own lines on standard error. `report` gives the exit status for a library result and
+    // prints "vex: error: TEXT (code N)" for a failure, or the cancel; `fail` prints
+    // "vex: error: TEXT"; `usage` prints "vex: TEXT (see 'vex COMMAND --help')".
     int report(int code, const std::string& text) const;
     int fail(const std::string& text) const;
+    int usage(const std::string& text) const;
+    // "vex: warning: TEXT" and "wrote PATH: WHAT", both left out with -q; "vex: TEXT", always.
+    void warn(const std::string& text) const;
+    void note(const std::string& text) const;
+    void wrote(const std::string& path, const std::string& what) const;
+    // Whether the user has asked to stop; then "User cancelled" is printed, once.
+    bool cancelled() const;
+    // "532 bytes", "3.4 kB", "1.1 GB".
+    static std::string sizeText(std::uint64_t bytes);
+
+    ProgressLine& progress() { return progress_; }
+
+    // The path to give the library for a file named on the command line, after checking that it is a
+    // file of the expected kind. "-" is standard input, kept in a temporary file named "stdin" with
+    // `extension`. Returns Success, or the exit status after the refusal was printed.
+    int input(const std::string& name, Expected expected, std::string& path, const char* extension = "");
+    // The bytes of a file that `input` gave, or none after the failure was printed.
+    std::optional<std::string> contentOf(const std::string& path) const;
+    // Where an output goes: `output`, or, when that names a folder (one that exists, or any name that
+    // ends in a separator), `name` inside it.
+    static std::string outputIn(const std::string& output, const std::string& name);
+    // Makes the folders that `path` lies in; false after the failure was printed.
+    bool makeFoldersFor(const std::string& path) const;
+    // For binary output on standard output ("-o -"): refused on a terminal. Success or the status.
+    int binaryToStandardOutput() const;
+    // Copies a finished file to standard output. Success, or the status after the failure was printed.
+    int copyToStandardOutput(const std::string& path) const;
+    TemporaryFolder& temporaryFolder() { return temporaryFolder_; }
 
     bool quiet = false;
     bool verbose = false;
-    // The exit status of the command that ran.
-    int status = Success;
+    bool json = false;
 
 private:
     archivefile::VexDLLExt root_;
+    ProgressLine progress_;
+    TemporaryFolder temporaryFolder_;
+    std::function<int()> action_;
+    std::string commandWords_;
+    bool takesJson_ = false;
 };
 
 void addConfigDecodeCommand(CLI::App& app, Tool& tool);
@@ -47,9 +103,6 @@ void addConfigCommands(CLI::App& app, Tool& tool);
 void addPackCommand(CLI::App& app, Tool& tool);
 void addSoundCommands(CLI::App& app, Tool& tool);
 
-// Prints the report of the sound at `path` (its header and checks, as the library words them) on
-// standard output; `strict` refuses doubtful files. Returns the exit status.
-int printSoundReport(Tool& tool, const std::string& path, bool strict);
 void addInfoCommand(CLI::App& app, Tool& tool);
 void addTextureCommands(CLI::App& app, Tool& tool);
 

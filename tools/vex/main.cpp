@@ -1,11 +1,14 @@
 // vex: the command-line face of the archivefile library.
 #include <cstdio>
+#include <exception>
 #include <string>
 
 #include <CLI/CLI.hpp>
 
 #include "archivefile/foundation/VexDLL.h"
+#include "tools/vex/Console.h"
 #include "tools/vex/Tool.h"
+#include "tools/vex/UsageMessage.h"
 
 int main(int argc, char** argv) {
     using archivefile::VexDLL;
@@ -14,11 +17,15 @@ int main(int argc, char** argv) {
     app.set_version_flag("-V,--version", "vex " + VexDLL::versionText() + " (archivefile library " +
                                              VexDLL::versionText() + ", build " + VexDLL::buildText() + ")");
     app.require_subcommand(0, 1);
-    app.footer("Run 'vex COMMAND --help' for the options of one command.");
+    // Options that a command does not know are offered to the levels above it, so that the global
+    // ones below may stand after the command too.
+    app.fallthrough();
+    app.footer("Run 'vex COMMAND --help' for the options of one command. -q, -v and --json may also follow the command.");
 
     vex::Tool tool;
-    app.add_flag("-q,--quiet", tool.quiet, "Print no progress lines");
+    app.add_flag("-q,--quiet", tool.quiet, "Print no progress, notices or \"wrote\" lines; errors only");
     app.add_flag("-v,--verbose", tool.verbose, "Print every line the library reports");
+    app.add_flag("--json", tool.json, "JSON on standard output (vex list and vex info)");
     vex::addConfigDecodeCommand(app, tool);
     vex::addArchiveCommands(app, tool);
     vex::addPackCommand(app, tool);
@@ -34,12 +41,19 @@ int main(int argc, char** argv) {
     } catch (const CLI::CallForVersion& version) {
         return app.exit(version);
     } catch (const CLI::ParseError& error) {
-        app.exit(error);
+        vex::Console::standardError().line(vex::UsageMessage::message(app, error));
         return vex::UsageError;
     }
-    if (app.get_subcommands().empty()) {
+    if (!tool.hasAction()) {
         std::fputs(app.help().c_str(), stderr);
         return vex::UsageError;
     }
-    return tool.status;
+    try {
+        return tool.run();
+    } catch (const std::exception& unexpected) {
+        // The library turns its failures into codes; what still arrives here is a fault of vex.
+        return tool.fail(std::string("internal error: ") + unexpected.what());
+    } catch (...) {
+        return tool.fail("internal error: an unknown exception");
+    }
 }

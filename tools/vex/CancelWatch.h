@@ -1,0 +1,20 @@
+// The one place that watches for the user's wish to stop: Ctrl-C at any time, and Escape when
+// standard input is a terminal. Whatever vex hands the library as a callback or a progress asks
+// here, so that a cancel stops the operation at its next line or file with code 9.
+#pragma once
+
+namespace vex {
+
+class CancelWatch {
+public:
+    // Catches Ctrl-C from now on; it no longer ends the process at once.
+    static void start();
+    // Standard input carries a file: its bytes are no keys.
+    static void ignoreKeys();
+    // Whether the user has asked to stop (once asked, always).
+    static bool requested();
+    // Raises code 9 ("User cancelled") when the user has asked to stop.
+    static void check();
+};
+
+}  // namespace vex

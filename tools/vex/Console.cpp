@@ -1,0 +1,70 @@
+#include "tools/vex/Console.h"
+
+#include <cstdio>
+
+#include "archivefile/foundation/Platform.h"
+
+namespace vex {
+
+namespace {
+// Back to the start of the line, and the line cleared to its end.
+constexpr std::string_view EraseLine = "\r\033[K";
+}  // namespace
+
+Console::Console() : terminal_(archivefile::Platform::isTerminal(2)) {}
+
+Console& Console::standardError() {
+    static Console console;
+    return console;
+}
+
+void Console::put(std::string_view text) {
+    std::fwrite(text.data(), 1, text.size(), stderr);
+    std::fflush(stderr);
+}
+
+void Console::write(std::string_view text) {
+    for (const char c : text)
+        if (c != '\r') openLine_ += c;
+    const std::size_t end = openLine_.rfind('\n');
+    if (end == std::string::npos) return;
+    putAboveProgress(std::string_view(openLine_).substr(0, end + 1));
+    openLine_.erase(0, end + 1);
+}
+
+void Console::putAboveProgress(std::string_view lines) {
+    if (!progressShown_) {
+        put(lines);
+        return;
+    }
+    // One write: the line cleared, the lines, the progress line drawn again below them.
+    put(std::string(EraseLine) + std::string(lines) + progress_);
+}
+
+void Console::endOpenLine() {
+    if (openLine_.empty()) return;
+    write("\n");
+}
+
+void Console::eraseEcho() {
+    if (terminal_ && !progressShown_) put(EraseLine);
+}
+
+void Console::line(std::string_view text) {
+    endOpenLine();
+    putAboveProgress(std::string(text) + "\n");
+}
+
+void Console::showProgress(std::string_view text) {
+    progress_ = text;
+    progressShown_ = true;
+    put(std::string(EraseLine) + progress_);
+}
+
+void Console::clearProgress() {
+    if (!progressShown_) return;
+    put(EraseLine);
+    progressShown_ = false;
+}
+
+}  // namespace vex
