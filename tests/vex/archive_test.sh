@@ -85,6 +85,20 @@ set -e
 [ "$strict" -eq 1 ] && [ ! -e out5 ] || fail "--strict extracted an archive with a wrong checksum"
 [ "$lenient" -eq 1 ] && [ -f out6/mod/data/config.cpp ] || fail "a wrong checksum stopped extraction without --strict"
 
+# --files takes shell patterns, case ignored: against names and folder names, or paths with a slash.
+{ header 'data\wall.paa' 0 0 0 0 1; header 'data\sub\click1.wss' 0 0 0 0 1; header 'sounds\click2.wss' 0 0 0 0 1
+  header 'readme.txt' 0 0 0 0 1; terminator; printf 'wcsr'; } >many.pbo
+"$VEX" unpack many.pbo -o sel --files 'SUB, sounds/*.wss,*.none' 2>err.txt
+[ "$(cd sel/many && find . -type f | sort | tr '\n' ' ')" = "./data/sub/click1.wss ./sounds/click2.wss " ] ||
+  fail "--files selected: $(cd sel/many && find . -type f)"
+grep -qx "vex: warning: many.pbo: no entry matches --files '\*.none'" err.txt || fail "unmatched pattern: $(cat err.txt)"
+grep -qx 'wrote sel/many: 2 files, 2 bytes' err.txt || fail "no 'wrote' line: $(cat err.txt)"
+
+# Standard input: listed as it is, unpacked only where -o says.
+"$VEX" list --brief - <mod.pbo | grep -qxF 'sub\b.txt' || fail "list - does not read standard input"
+"$VEX" -q unpack - -o piped <plain.pbo
+[ "$(cat piped/stdin/notes.txt)" = hi ] || fail "unpack - -o DIR: $(find piped)"
+
 set +e
 "$VEX" unpack >/dev/null 2>&1; status=$?
 set -e

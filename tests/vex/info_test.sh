@@ -51,6 +51,7 @@ expect mixed/new.fxy "mixed/new.fxy: font" "  new layout (\"VXFo\", version 257)
 expect mixed/wall.paa "mixed/wall.paa: texture" "  Type: DXT1" "  OFFS: 6 entries" "     64 x   64 Real Size    2048: Size in file    2048"
 expect mixed/click.wav "mixed/click.wav: sound" "  WAVMonoUnCompressed" "  Audio data          800 bytes"
 expect mixed/notes.txt "mixed/notes.txt: not a file this tool reads"
+"$VEX" info - <mixed/lamp.txt | grep -qx -- '-: model' || fail "info - does not describe standard input"
 "$VEX" info mixed/notes.txt mixed/lamp.txt >/dev/null || fail "unknown bytes are no failure"
 
 # A model that cannot be read: exit 1, and the handler's message with its code.

@@ -44,6 +44,20 @@ message=$(cd "$work" && "$VEX" -q pack named 2>&1); status=$?
 set -e
 [ "$status" -eq 1 ] && grep -qF '(code -14)' <<<"$message" || fail "a PboName.h with folders: $message"
 
+# -o DIR/ (made when missing) writes FOLDER.pbo there, -o - writes the archive to standard output;
+# --exclude takes patterns and folder names.
+mkdir -p "$work/sorted/work"
+echo 'class A {};' >"$work/sorted/config.cpp"
+echo notes >"$work/sorted/work/notes.txt"
+echo data >"$work/sorted/keep.bak"
+"$VEX" pack "$work/sorted" -o "$work/into/" --exclude 'WORK,*.bak,*.none' 2>"$work/stderr"
+grep -qx "wrote $work/into/sorted.pbo: 1 entry, [0-9]* bytes" "$work/stderr" || fail "-o DIR/: $(cat "$work/stderr")"
+grep -qx "vex: warning: $work/sorted: no file matches --exclude '\*.none'" "$work/stderr" ||
+  fail "no warning for a pattern that matched nothing: $(cat "$work/stderr")"
+"$VEX" -q pack "$work/sorted" -o - --mtime 1700000000 --exclude work,*.bak >"$work/piped.pbo"
+"$VEX" -q pack "$work/sorted" --mtime 1700000000 --exclude work,*.bak
+cmp "$work/sorted.pbo" "$work/piped.pbo" || fail "-o - gives other bytes"
+
 # A folder with an unreadable file: exit 1, message with its code, the earlier archive kept.
 mkdir -p "$work/bad"
 echo data >"$work/bad/a.txt"
