@@ -28,8 +28,6 @@ void CancelWatch::start() {
     keysWatched = Platform::isTerminal(0);
 }
 
-void CancelWatch::ignoreKeys() { keysWatched = false; }
-
 bool CancelWatch::requested() {
     if (Platform::interruptRequested() || escapePressed) return true;
     if (!keysWatched) return false;

@@ -9,8 +9,6 @@ class CancelWatch {
 public:
     // Catches Ctrl-C from now on; it no longer ends the process at once.
     static void start();
-    // Standard input carries a file: its bytes are no keys.
-    static void ignoreKeys();
     // Whether the user has asked to stop (once asked, always).
     static bool requested();
     // Raises code 9 ("User cancelled") when the user has asked to stop.

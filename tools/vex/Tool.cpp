@@ -17,6 +17,7 @@
 #include "tools/vex/CancelWatch.h"
 #include "tools/vex/Console.h"
 #include "tools/vex/ContentKind.h"
+#include "tools/vex/UsageMessage.h"
 
 namespace vex {
 
@@ -113,10 +114,7 @@ void Tool::setAction(CLI::App& command, std::function<int()> action, bool takesJ
     command.callback([this, &command, action = std::move(action), takesJson] {
         action_ = action;
         takesJson_ = takesJson;
-        commandWords_.clear();
-        for (const CLI::App* level = &command; level != nullptr && level->get_parent() != nullptr;
-             level = level->get_parent())
-            commandWords_.insert(0, commandWords_.empty() ? level->get_name() : level->get_name() + " ");
+        commandWords_ = UsageMessage::words(command);
     });
 }
 
@@ -215,7 +213,6 @@ int Tool::input(const std::string& name, Expected expected, std::string& path, c
     if (name == "-") {
         if (Platform::isTerminal(0))
             return usage("- stands for standard input, which is a terminal here; pipe or redirect a file into vex");
-        CancelWatch::ignoreKeys();
         std::string error;
         if (!temporaryFolder_.pathFor(std::string("stdin") + extension, path, error)) return fail(error);
         // Standard input can be read once: a second "-" is the same file.

@@ -29,13 +29,6 @@ const CLI::App& deepest(const CLI::App& app) {
     return app;
 }
 
-std::string wordsOf(const CLI::App& command) {
-    std::string words;
-    for (const CLI::App* level = &command; level->get_parent() != nullptr; level = level->get_parent())
-        words.insert(0, words.empty() ? level->get_name() : level->get_name() + " ");
-    return words;
-}
-
 // Every option name that `command` takes, and those that vex takes anywhere.
 std::vector<std::string> optionNames(const CLI::App& command) {
     std::vector<std::string> names;
@@ -66,6 +59,13 @@ std::string suggestion(const std::string& nearest) {
 
 }  // namespace
 
+std::string UsageMessage::words(const CLI::App& command) {
+    std::string text;
+    for (const CLI::App* level = &command; level->get_parent() != nullptr; level = level->get_parent())
+        text.insert(0, text.empty() ? level->get_name() : level->get_name() + " ");
+    return text;
+}
+
 std::string UsageMessage::nearest(std::string_view given, const std::vector<std::string>& names) {
     std::vector<std::string> starting;
     for (const std::string& name : names)
@@ -85,7 +85,7 @@ std::string UsageMessage::nearest(std::string_view given, const std::vector<std:
 
 std::string UsageMessage::message(const CLI::App& app, const CLI::ParseError& error) {
     const CLI::App& command = deepest(app);
-    const std::string words = wordsOf(command);
+    const std::string words = UsageMessage::words(command);
     const std::string help = " (see 'vex " + (words.empty() ? std::string() : words + " ") + "--help')";
     const std::string where = words.empty() ? std::string() : " for 'vex " + words + "'";
 
