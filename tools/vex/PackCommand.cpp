@@ -62,24 +62,18 @@ int checkFolder(Tool& tool, const std::string& folder) {
     return tool.fail(folder + " is a file, not a folder");
 }
 
-// The folder as the library gets it: one named "." or ".." (or ending in them) is named by its full
-// path, so that the archive beside it gets the folder's own name.
-std::string folderToPack(const std::string& folder) {
-    const std::filesystem::path path(folder);
-    std::filesystem::path last;
-    for (const std::filesystem::path& part : path)
-        if (!part.empty()) last = part;
-    if (last != "." && last != "..") return folder;
-    return std::filesystem::absolute(path).lexically_normal().parent_path().string();
+// The archive's name when -o names a folder: the folder's own, however the folder was named ("mod/",
+// ".", "..").
+std::string archiveName(const std::string& folder) {
+    std::filesystem::path path = std::filesystem::absolute(folder).lexically_normal();
+    if (!path.has_filename()) path = path.parent_path();
+    return path.filename().string() + ".pbo";
 }
 
 int pack(Tool& tool, const PackOptions& options) {
     if (options.folder == "-") return tool.usage("vex pack reads a folder; standard input cannot be one");
     if (const int status = checkFolder(tool, options.folder); status != Success) return status;
-    const std::string folder = folderToPack(options.folder);
-    std::filesystem::path named = std::filesystem::path(folder).lexically_normal();
-    if (!named.has_filename()) named = named.parent_path();
-    const std::string name = named.filename().string() + ".pbo";
+    const std::string name = archiveName(options.folder);
 
     // "-o -" builds the archive in a temporary file first: an archive is written out of order.
     const bool toStandardOutput = options.output == "-";
@@ -105,7 +99,7 @@ int pack(Tool& tool, const PackOptions& options) {
     archive.setExclusion(exclusion.empty() ? nullptr : &exclusion);
     archive.setProgress(&tool.progress());
     const archivefile::Progress::Counts before = tool.progress().done();
-    const int code = archive.MakePboNew(folder.c_str(), flags, output.c_str(), tool.callback(),
+    const int code = archive.MakePboNew(options.folder.c_str(), flags, output.c_str(), tool.callback(),
                                         options.noCompress.c_str(), options.prefix.c_str());
     archive.setExclusion(nullptr);
     for (const std::string& pattern : exclusion.unmatched())
