@@ -142,7 +142,8 @@ int unpackOne(Tool& tool, const UnpackOptions& options, const std::string& name,
     const std::uint64_t files = tool.progress().done().files - doneBefore.files;
     const std::uint64_t bytes = tool.progress().done().bytes - doneBefore.bytes;
     const std::string& folder = archive.extractionFolder();
-    if (tool.cancelled()) {
+    // A cancel that came after the last file changed nothing: the archive is whole on disk.
+    if (code != archivefile::AE_NoError && tool.cancelled()) {
         // Said only once extraction had begun: a cancel while the archive was opened wrote nothing.
         const std::uint64_t selected = tool.progress().total().files - totalBefore.files;
         if (selected > 0)

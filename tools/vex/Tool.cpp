@@ -1,8 +1,6 @@
 #include "tools/vex/Tool.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
