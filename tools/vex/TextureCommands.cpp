@@ -1,5 +1,4 @@
 // vex texture to-png and from-png: textures turned into PNG images and PNG images into textures.
-#include <cstdio>
 #include <filesystem>
 #include <map>
 #include <memory>
