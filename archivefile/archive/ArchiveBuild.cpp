@@ -495,11 +495,13 @@ void ArchiveFile::_AddEntryNew(BuildEntry&& entry) {
 
 int ArchiveFile::SavePbo() {
     if (!writer_.WriteActive()) return lastError_ = AE_CodeBug;
-    const int code = CommonException(guarded(writer_, [&] { WriteDataBlockAndClose(); }, [] {}));
+    const int code = CommonException(guarded(writer_, [&] { writeBody(); }, [] {}));
     buildEntries_.clear();
     buildIndex_.clear();
     return code;
 }
+
+int ArchiveFile::WriteDataBlockAndClose() { return SavePbo(); }
 
 // ---- Writing -------------------------------------------------------------------------------------
 
@@ -544,7 +546,7 @@ void ArchiveFile::writeHeaderEntries(const std::vector<pbo_entry>& entries) {
     for (int field = 0; field < 5; ++field) writer_.WriteLong(0);
 }
 
-void ArchiveFile::WriteDataBlockAndClose() {
+void ArchiveFile::writeBody() {
     const std::int64_t headerStart = writer_.Ftell(true);
     std::vector<pbo_entry> entries(buildEntries_.size());
     for (std::size_t i = 0; i < entries.size(); ++i) {

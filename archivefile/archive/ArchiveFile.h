@@ -209,6 +209,8 @@ public:
     // the trailer of the style, and completes the file, which replaces any earlier one only now.
     // 0 or a code; on failure nothing is left behind. ClosePbo abandons an archive not yet saved.
     int SavePbo();
+    // The same last step under its other name: the data block, the trailer, and the file closed.
+    int WriteDataBlockAndClose();
 
 private:
     // Reading.
@@ -303,7 +305,7 @@ private:
     void _header_write_prefix();
     void _WriteFirstHeaderEnd();
     void writeHeaderEntries(const std::vector<pbo_entry>& entries);
-    void WriteDataBlockAndClose();
+    void writeBody();
     std::vector<std::uint8_t> entryBytes(BuildEntry& entry);
     void compressEntry(pbo_entry& entry, std::vector<std::uint8_t>& data);
     void _WriteChecksum(int style);
