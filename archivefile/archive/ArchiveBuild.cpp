@@ -175,10 +175,7 @@ int ArchiveFile::MakePboNew(const char* folder, int flags, const char* outputNam
             for (BuildEntry& entry : entries) _AddEntryNew(std::move(entry));
             return SavePbo();
         },
-        [this] {
-            buildEntries_.clear();
-            buildIndex_.clear();
-        }));
+        [this] { endBuild(); }));
 }
 
 // ---- Names, the folder's files and the prefix ----------------------------------------------------
@@ -429,6 +426,7 @@ bool ArchiveFile::CreatePbo(const char* outputName, int style, const char* prefi
             return AE_NoError;
         },
         [] {}));
+    if (code != AE_NoError) endBuild();
     return code == AE_NoError;
 }
 
@@ -496,12 +494,22 @@ void ArchiveFile::_AddEntryNew(BuildEntry&& entry) {
 int ArchiveFile::SavePbo() {
     if (!writer_.WriteActive()) return lastError_ = AE_CodeBug;
     const int code = CommonException(guarded(writer_, [&] { writeBody(); }, [] {}));
-    buildEntries_.clear();
-    buildIndex_.clear();
+    endBuild();
     return code;
 }
 
 int ArchiveFile::WriteDataBlockAndClose() { return SavePbo(); }
+
+void ArchiveFile::endBuild() {
+    buildEntries_.clear();
+    buildIndex_.clear();
+    // The prefix and the kept properties were this archive's; with no archive open for reading they
+    // must not slip into the next one.
+    if (!isOpen()) {
+        prefix_.clear();
+        properties_.clear();
+    }
+}
 
 // ---- Writing -------------------------------------------------------------------------------------
 

@@ -289,6 +289,9 @@ private:
         std::uint64_t after = 0;
     };
     void useCallback(LogCallback callback);
+    // Forgets the entries of the archive being built, and its prefix and properties unless an
+    // archive is open for reading.
+    void endBuild();
     std::string _CreateOutFname(const std::string& folder, const char* outputName);
     // Every file below the folder, as entries named by their paths inside it.
     std::vector<BuildEntry> walkSource(const std::string& folder);
