@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string>
 
+#include "archivefile/config/Rapify.h"
 #include "archivefile/foundation/GenericError.h"
 #include "archivefile/foundation/Platform.h"
 
@@ -45,7 +46,11 @@ bool toStandardOutput(const char* text, ...) {
 
 }  // namespace
 
-Tool::Tool() { archivefile::Platform::watchInterrupt(); }
+Tool::Tool() {
+    archivefile::Platform::watchInterrupt();
+    // Inline-style configs that end with their root decode and compile back to the same bytes.
+    if (archivefile::Rapify* compiler = root_.rapify()) compiler->setInlineEnumTableOnlyWhenDeclared(true);
+}
 
 archivefile::LogCallback Tool::detailCallback() const {
     verboseOutput = verbose;
