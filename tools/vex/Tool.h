@@ -19,6 +19,10 @@ inline constexpr int UsageError = 2;
 class Tool {
 public:
     Tool();
+    // Ends a line that the library's last message left open on standard error.
+    ~Tool();
+    Tool(const Tool&) = delete;
+    Tool& operator=(const Tool&) = delete;
 
     archivefile::VexDLLExt& root() { return root_; }
 
