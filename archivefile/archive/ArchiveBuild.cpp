@@ -176,8 +176,7 @@ int ArchiveFile::MakePboNew(const char* folder, int flags, const char* outputNam
             return SavePbo();
         },
         [this] {
-            buildEntries_.clear();
-            buildIndex_.clear();
+            endBuild();
             builtArchive_.clear();
         }));
 }
@@ -432,6 +431,7 @@ bool ArchiveFile::CreatePbo(const char* outputName, int style, const char* prefi
             return AE_NoError;
         },
         [] {}));
+    if (code != AE_NoError) endBuild();
     return code == AE_NoError;
 }
 
@@ -498,11 +498,23 @@ void ArchiveFile::_AddEntryNew(BuildEntry&& entry) {
 
 int ArchiveFile::SavePbo() {
     if (!writer_.WriteActive()) return lastError_ = AE_CodeBug;
-    const int code = CommonException(guarded(writer_, [&] { WriteDataBlockAndClose(); }, [] {}));
-    buildEntries_.clear();
-    buildIndex_.clear();
+    const int code = CommonException(guarded(writer_, [&] { writeBody(); }, [] {}));
+    endBuild();
     if (code != AE_NoError) builtArchive_.clear();
     return code;
+}
+
+int ArchiveFile::WriteDataBlockAndClose() { return SavePbo(); }
+
+void ArchiveFile::endBuild() {
+    buildEntries_.clear();
+    buildIndex_.clear();
+    // The prefix and the kept properties were this archive's; with no archive open for reading they
+    // must not slip into the next one.
+    if (!isOpen()) {
+        prefix_.clear();
+        properties_.clear();
+    }
 }
 
 // ---- Writing -------------------------------------------------------------------------------------
@@ -548,7 +560,7 @@ void ArchiveFile::writeHeaderEntries(const std::vector<pbo_entry>& entries) {
     for (int field = 0; field < 5; ++field) writer_.WriteLong(0);
 }
 
-void ArchiveFile::WriteDataBlockAndClose() {
+void ArchiveFile::writeBody() {
     const std::int64_t headerStart = writer_.Ftell(true);
     std::vector<pbo_entry> entries(buildEntries_.size());
     Progress::Counts total;

@@ -227,6 +227,8 @@ public:
     // the trailer of the style, and completes the file, which replaces any earlier one only now.
     // 0 or a code; on failure nothing is left behind. ClosePbo abandons an archive not yet saved.
     int SavePbo();
+    // The same last step under its other name: the data block, the trailer, and the file closed.
+    int WriteDataBlockAndClose();
 
 private:
     // Reading.
@@ -308,6 +310,9 @@ private:
         std::uint64_t after = 0;
     };
     void useCallback(LogCallback callback);
+    // Forgets the entries of the archive being built, and its prefix and properties unless an
+    // archive is open for reading.
+    void endBuild();
     std::string _CreateOutFname(const std::string& folder, const char* outputName);
     // Every file below the folder, as entries named by their paths inside it.
     std::vector<BuildEntry> walkSource(const std::string& folder);
@@ -324,7 +329,7 @@ private:
     void _header_write_prefix();
     void _WriteFirstHeaderEnd();
     void writeHeaderEntries(const std::vector<pbo_entry>& entries);
-    void WriteDataBlockAndClose();
+    void writeBody();
     std::vector<std::uint8_t> entryBytes(BuildEntry& entry);
     void compressEntry(pbo_entry& entry, std::vector<std::uint8_t>& data);
     void _WriteChecksum(int style);

@@ -143,6 +143,11 @@ public:
     int OutputRap(const char* file, bool force);
     // The same bytes into memory, replacing what `bytes` held (left empty on failure).
     int OutputRap(std::vector<std::uint8_t>& bytes, bool force);
+    // The enum table follows the root of every inline-style file written. Files of that style may
+    // also end with their root; with this set, the inline writer writes the table only when the
+    // text declares an enum block (an empty one too), so that such a file decoded and compiled
+    // again gives the same bytes.
+    void setInlineEnumTableOnlyWhenDeclared(bool only) { inlineEnumTableOnlyWhenDeclared_ = only; }
     // Reads an offset-style raP into a tree of its own, which becomes the current tree, and takes
     // its style as the mode word, so that OutputRap writes it back alike. A header that is neither
     // inline nor signed is read as KerN style; TGR style and bytes that are not raP are refused with
@@ -184,6 +189,7 @@ private:
         std::string fileName;
         RapClass* primary = nullptr;
         std::vector<EnumItem> enums;
+        bool enumDeclared = false;  // the text has an enum block, perhaps an empty one
     };
     int compile(std::string_view text, const std::string& name, const std::string& folder, int options,
                 LogCallback callback, std::unique_ptr<VexFileIO> file);
@@ -379,6 +385,7 @@ private:
 
     // Compile state.
     std::string includeRoot_;
+    bool inlineEnumTableOnlyWhenDeclared_ = false;
     std::vector<Source> sources_;
     std::vector<IncludeRecord> records_;
     DefineTable defines_;

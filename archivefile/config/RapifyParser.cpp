@@ -247,6 +247,7 @@ void Rapify::parseEnum() {
         if (peek() != '{') fail(RAP_ExpectedStatement);
     }
     ++cursor_;
+    currentTree().enumDeclared = true;
     std::vector<EnumItem>& items = currentTree().enums;
     std::int32_t next = 0;
     for (;;) {

@@ -151,7 +151,7 @@ void Rapify::writeInlineStyle(RapOutput& out, const RapClass* primary) {
     out.asciiz({});
     writeInlineBody(primary, out, 0);
     // With no offset to point at it, the enum table follows the root.
-    writeEnumTable(out);
+    if (!inlineEnumTableOnlyWhenDeclared_ || currentTree().enumDeclared) writeEnumTable(out);
 }
 
 void Rapify::writeOffsetStyle(RapOutput& out, const RapClass* primary) {

@@ -44,7 +44,8 @@ public:
     // written for a system that ignores case expect; empty when there is none.
     static std::string findFileIgnoringCase(const std::string& path);
     static int removeFile(const std::string& path);
-    // 0 on success, else the system error number.
+    // Replaces an existing `to` in one step; two names of one file leave it as it is. 0 on success,
+    // else the system error number.
     static int renameFile(const std::string& from, const std::string& to);
 
     // Creates and opens for update a new file beside `target` (same folder, so that a rename can

@@ -490,14 +490,17 @@ int VexFileIO::RemoveFoldersRecurse(const char*) { return 1; }
 
 int VexFileIO::Rename(const char* from, const char* to) {
     if (from == nullptr || to == nullptr || *from == '\0' || *to == '\0') return -1;
-    // On disk "d/x.bin" and "d\x.bin" name the same file: deleting the target would lose the source.
-    if (paths::equalPaths(from, to, false)) return 1;
     std::string target = to;
     if (paths::lastSlash(target) == paths::none && paths::rootLength(target) == 0) {
         const std::string folder = paths::driveAndFolder(from);
         if (!folder.empty()) target = formatText("%s/%s", folder.c_str(), to);
     }
-    Platform::removeFile(paths::native(target));
+    // The names are compared once the target stands in its folder ("d/x.bin" to "x.bin" is no
+    // rename), with either separator; letter case counts, as it does on this system's disks. The
+    // target is not deleted first: the rename replaces it in one step, so that a name that reaches
+    // the source another way ("d/./x.bin", a link, a disk that ignores case) or a source that is
+    // missing loses nothing.
+    if (paths::equalPaths(from, target, true)) return 1;
     if (Platform::renameFile(paths::native(from), paths::native(target)) != 0) {
         ReportError(from);
         return -1;

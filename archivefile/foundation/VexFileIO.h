@@ -115,6 +115,8 @@ public:
     int MakeFolders(const char* path);
     bool MakeFolders(const FileString* path);
     int RemoveFoldersRecurse(const char* path);
+    // Renames a file, replacing an existing target; a bare target name stays in the folder of
+    // `from`. 1, or -1 after the system's reason went to the callbacks.
     int Rename(const char* from, const char* to);
     const char* GetCwd();
     const char* GetFileNameNoExt(bool withPath = false);

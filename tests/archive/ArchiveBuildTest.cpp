@@ -148,11 +148,20 @@ TEST_F(ArchiveBuild, PropertiesOfAnUnpackedArchiveComeBack) {
                  "x\\kept\r\n======<HEADER>=======\r\nprefix=x\\kept\r\nproduct=demo shelf\r\nTavin=ArchiveFile.dll\r\n"
                  "Pbo Type is: Kern \r\nAddon\r\n======</HEADER>============\r\n");
     ASSERT_EQ(build(source, ArchiveFile::StyleKern, folder / "k.pbo"), 0) << lines;
-    ASSERT_EQ(archive.OpenPbo((folder / "k.pbo").c_str(), collect, ArchiveFile::Brief), 0);
-    std::vector<std::string> properties;
-    for (const TokenPair& property : archive.properties())
-        properties.push_back(std::string(property.name.view()) + "=" + std::string(property.value.view()));
-    EXPECT_EQ(properties, (std::vector<std::string>{"prefix=x\\kept", "Tavin=ArchiveFile.dll", "product=demo shelf"}));
+    // They are that archive's alone: the next one built, given no prefix, has none of them.
+    ASSERT_TRUE(archive.CreatePbo((folder / "next.pbo").c_str(), ArchiveFile::StyleKern, nullptr, collect));
+    ASSERT_EQ(archive.AddNewEntry("mission.sqm", "x", 1), 0);
+    ASSERT_EQ(archive.SavePbo(), 0);
+    const auto propertiesOf = [&](const std::string& path) {
+        std::vector<std::string> properties;
+        EXPECT_EQ(archive.OpenPbo(path.c_str(), collect, ArchiveFile::Brief), 0);
+        for (const TokenPair& property : archive.properties())
+            properties.push_back(std::string(property.name.view()) + "=" + std::string(property.value.view()));
+        return properties;
+    };
+    EXPECT_EQ(propertiesOf(folder / "k.pbo"),
+              (std::vector<std::string>{"prefix=x\\kept", "Tavin=ArchiveFile.dll", "product=demo shelf"}));
+    EXPECT_EQ(propertiesOf(folder / "next.pbo"), (std::vector<std::string>{"Tavin=ArchiveFile.dll"}));
 }
 
 TEST_F(ArchiveBuild, FailuresLeaveNoArchiveBehind) {

@@ -144,6 +144,18 @@ TEST_F(RapWriter, TgrStyleInlinesEveryClassAndHasNoWordForExternOrDelete) {
     }
 }
 
+TEST_F(RapWriter, AnInlineFileEndsWithItsRootOnlyWhenAskedAndItsTextDeclaresNoEnums) {
+    const Bytes root = {0, 'r', 'a', 'P', 4, 0, 0, 0, 0, 0, 1, 0, 'B', 0, 0, 0};
+    Bytes withTable = root;
+    withTable.insert(withTable.end(), 4, 0);
+    EXPECT_EQ(raP("class B {};"), withTable);
+    compiler.Close();
+    compiler.setInlineEnumTableOnlyWhenDeclared(true);
+    EXPECT_EQ(raP("class B {};"), root);
+    compiler.Close();
+    EXPECT_EQ(raP("class B {};\nenum {};"), withTable);
+}
+
 TEST_F(RapWriter, SignatureBlockHoldsTheShaOfEverythingAfterIt) {
     const Bytes bytes = raP("#define _xbox_ WithSignature\nclass A { s = \"x\"; };");
     ASSERT_EQ(code, 0);

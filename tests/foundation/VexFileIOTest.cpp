@@ -209,13 +209,23 @@ TEST(VexFileIOFiles, RenameStaysInTheFolderOfABareTargetAndReplacesIt) {
     EXPECT_EQ(TempFolder::read(folder / "sub/y.bin"), "new");
     EXPECT_FALSE(fs::exists(from));
     EXPECT_EQ(stream.Rename("", "y.bin"), -1);
-    // Both separators name the same file on disk: nothing is renamed, and nothing is lost.
-    EXPECT_EQ(stream.Rename((folder / "sub/y.bin").c_str(), (folder.path().string() + "\\sub\\y.bin").c_str()), 1);
-    EXPECT_EQ(TempFolder::read(folder / "sub/y.bin"), "new");
+    // Names of the file itself, by either separator, by its own bare name or through "./", lose nothing.
+    const std::string y = folder / "sub/y.bin";
+    for (const std::string& same : {folder.path().string() + "\\sub\\y.bin", std::string("y.bin"),
+                                    folder / "sub/./y.bin"}) {
+        EXPECT_EQ(stream.Rename(y.c_str(), same.c_str()), 1) << same;
+        EXPECT_EQ(TempFolder::read(folder / "sub/y.bin"), "new") << same;
+    }
+    // Letter case makes another file here.
+    EXPECT_EQ(stream.Rename(y.c_str(), "Y.bin"), 1);
+    EXPECT_EQ(TempFolder::read(folder / "sub/Y.bin"), "new");
+    EXPECT_FALSE(fs::exists(folder / "sub/y.bin"));
+    // A missing source leaves the target as it was.
     messages.clear();
     stream.SetCallBack(collect);
-    EXPECT_EQ(stream.Rename((folder / "missing").c_str(), "z"), -1);
+    EXPECT_EQ(stream.Rename((folder / "sub/missing").c_str(), "Y.bin"), -1);
     EXPECT_NE(messages.find("Path and file="), std::string::npos);
+    EXPECT_EQ(TempFolder::read(folder / "sub/Y.bin"), "new");
 }
 
 TEST(VexFileIOFiles, RaPifiedSignatureAndBanner) {

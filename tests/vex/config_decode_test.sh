@@ -61,5 +61,16 @@ status=0
 "$VEX" config decode 2>/dev/null || status=$?
 check "a missing FILE is a usage error" test "$status" -eq 2
 
+# Inline-style files, ending with their root or with an enum table after it, decode and compile back
+# to the same bytes.
+mkdir "$work/tgr"
+printf '\x00raP\x04\x00\x00\x00\x00\x00\x01\x01\x02x\x00\x01\x00\x00\x00' >"$work/tgr/bare.bin"
+cat "$work/tgr/bare.bin" <(printf '\x00\x00\x00\x00') >"$work/tgr/table.bin"
+for name in bare table; do
+    "$VEX" -q config decode "$work/tgr/$name.bin" -o "$work/tgr/$name.cpp"
+    "$VEX" -q config compile "$work/tgr/$name.cpp" -o "$work/tgr/$name.again.bin"
+    check "inline style, $name, compiles back to its bytes" cmp -s "$work/tgr/$name.bin" "$work/tgr/$name.again.bin"
+done
+
 if [ "$failures" -ne 0 ]; then exit 1; fi
 echo "config decode: all checks passed"

@@ -23,9 +23,11 @@ prefix_folder=$(dirname "$(find "$work/out" -name PboPrefix.txt)")
 "$VEX" -q pack "$prefix_folder" -o "$work/again.pbo" --compress
 cmp "$work/mod.pbo" "$work/again.pbo" || fail "packing the unpacked folder gave other bytes"
 
-# Deterministic: the same folder twice gives the same archive.
-"$VEX" -q pack "$samples/mod" -o "$work/twice.pbo" -I "$samples" --mtime 1700000000 --compress
+# Deterministic: the same folder twice gives the same archive. The compression lines read as lines.
+log=$("$VEX" pack "$samples/mod" -o "$work/twice.pbo" -I "$samples" --mtime 1700000000 --compress 2>&1)
 cmp "$work/mod.pbo" "$work/twice.pbo" || fail "two packs of one folder differ"
+grep -qE '^compressing config\.bin from [0-9]+ to [0-9]+ \( ?[-0-9]+%\)' <<<"$log" || fail "compression line: $log"
+grep -qE '^Overall compression from [0-9]+ to [0-9]+ \([ 0-9]+% reduction\)$' <<<"$log" || fail "totals line: $log"
 
 # The archive goes beside the folder however the folder is named, under the name in its PboName.h
 # when that is a file name, and nowhere when it is not.

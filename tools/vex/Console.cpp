@@ -24,8 +24,14 @@ void Console::put(std::string_view text) {
 }
 
 void Console::write(std::string_view text) {
+    // Two of the library's texts are not whole lines: a file being compressed is named and its
+    // figures follow ("from 10 to 4 (60%)"), and the compression totals have no line end. A blank
+    // goes before the figures, and whatever follows the totals starts a line of its own.
+    if (totalsOpen_) endOpenLine();
+    if (text.starts_with("from ") && !openLine_.empty() && openLine_.back() != ' ') openLine_ += ' ';
     for (const char c : text)
         if (c != '\r') openLine_ += c;
+    totalsOpen_ = text.starts_with("Overall compression from ");
     const std::size_t end = openLine_.rfind('\n');
     if (end == std::string::npos) return;
     putAboveProgress(std::string_view(openLine_).substr(0, end + 1));
@@ -42,6 +48,7 @@ void Console::putAboveProgress(std::string_view lines) {
 }
 
 void Console::endOpenLine() {
+    totalsOpen_ = false;
     if (openLine_.empty()) return;
     write("\n");
 }

@@ -36,6 +36,7 @@ private:
     std::string openLine_;
     std::string progress_;
     bool progressShown_ = false;
+    bool totalsOpen_ = false;
     bool terminal_ = false;
 };
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <system_error>
 
+#include "archivefile/config/Rapify.h"
 #include "archivefile/foundation/GenericError.h"
 #include "archivefile/foundation/PathRules.h"
 #include "archivefile/foundation/Platform.h"
@@ -106,7 +107,11 @@ std::string folderAdvice(const std::string& name, Expected expected) {
 
 }  // namespace
 
-Tool::Tool() : progress_(Console::standardError()) { CancelWatch::start(); }
+Tool::Tool() : progress_(Console::standardError()) {
+    CancelWatch::start();
+    // Inline-style configs that end with their root decode and compile back to the same bytes.
+    if (archivefile::Rapify* compiler = root_.rapify()) compiler->setInlineEnumTableOnlyWhenDeclared(true);
+}
 
 void Tool::setAction(CLI::App& command, std::function<int()> action, bool takesJson) {
     command.callback([this, &command, action = std::move(action), takesJson] {

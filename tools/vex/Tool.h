@@ -28,6 +28,8 @@ enum class Expected { Archive, BinarisedConfig, ConfigText, Sound, Audio, Textur
 class Tool {
 public:
     Tool();
+    Tool(const Tool&) = delete;
+    Tool& operator=(const Tool&) = delete;
 
     archivefile::VexDLLExt& root() { return root_; }
 
