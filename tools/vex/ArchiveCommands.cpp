@@ -8,6 +8,7 @@
 #include <CLI/CLI.hpp>
 
 #include "archivefile/archive/ArchiveFile.h"
+#include "tools/vex/ConfigSupport.h"
 #include "tools/vex/JsonWriter.h"
 #include "tools/vex/Tool.h"
 
@@ -31,6 +32,7 @@ struct UnpackOptions {
     bool ignorePrefix = false;
     bool strict = false;
     bool brief = false;
+    bool reference = false;
 };
 
 // The lines the library reports while the JSON listing is made; they become its warnings.
@@ -165,7 +167,10 @@ int unpack(Tool& tool, const UnpackOptions& options) {
     ArchiveFile& archive = *handler;
     int flags = 0;
     if (options.ignorePrefix) flags |= ArchiveFile::IgnorePrefix;
-    if (options.decode) flags |= ArchiveFile::DecodeText;
+    // Only binarised configs become text: every other entry keeps its bytes, so that packing the
+    // folder again gives the same archive.
+    if (options.decode) flags |= ArchiveFile::DecodeText | (options.reference ? 0 : ArchiveFile::KeepText);
+    archive.setConfigOptions(configOptions(options.reference));
     if (options.brief) flags |= ArchiveFile::Brief;
     if (options.strict) flags |= ArchiveFile::Strict;
     int status = Success;
@@ -196,7 +201,8 @@ void addArchiveCommands(CLI::App& app, Tool& tool) {
     unpackCommand->add_option("-o,--output", unpacking->output,
                               "Extract under this folder (default: beside each archive, in a folder named after it)");
     unpackCommand->add_flag("-d,--decode", unpacking->decode,
-                            "Turn binarised configs into text; config.bin is written as config.cpp");
+                            "Turn binarised configs into text; config.bin is written as config.cpp, and every other "
+                            "entry keeps its bytes");
     unpackCommand->add_option("--files", unpacking->files,
                               "Only these entries: comma-separated file names, or *.ext for an extension");
     unpackCommand->add_flag("--ignore-prefix", unpacking->ignorePrefix,
@@ -204,6 +210,10 @@ void addArchiveCommands(CLI::App& app, Tool& tool) {
     unpackCommand->add_flag("--strict", unpacking->strict,
                             "A wrong or missing checksum, residual bytes or an empty selection is an error");
     unpackCommand->add_flag("--brief", unpacking->brief, "No header report and no prefix-file lines");
+    unpackCommand->add_flag("--reference", unpacking->reference,
+                            "Decode exactly as the library does by default: texts with a byte-order mark are "
+                            "converted, anything beginning with a zero byte is taken for a binarised config, and "
+                            "array-append entries are refused");
     unpackCommand->callback([unpacking, &tool] { tool.status = unpack(tool, *unpacking); });
 }
 

@@ -13,6 +13,7 @@
 #include "archivefile/foundation/GenericError.h"
 #include "archivefile/foundation/TextFormat.h"
 #include "archivefile/foundation/VexFileIO.h"
+#include "tools/vex/ConfigSupport.h"
 #include "tools/vex/Tool.h"
 
 namespace vex {
@@ -22,7 +23,13 @@ namespace {
 struct CheckOptions {
     std::string input;
     std::string includeRoot;
+    bool reference = false;
 };
+
+constexpr const char* ReferenceHelp =
+    "Read and write configs exactly as the library does by default: no extended syntax (a lone #, a define "
+    "given again, #pragma and []+= are refused, continued assignments get their semicolon), and the inline "
+    "style when the text chooses none";
 
 // The "config" group is shared with the decoder's command: whichever command is added first
 // creates it, so that there is only one.
@@ -50,10 +57,11 @@ int checkConfig(Tool& tool, const CheckOptions& options) {
     forwarded = tool.callback();
     showConditionals = tool.verbose;
     compiler->SetIncludeRoot(options.includeRoot.c_str());
-    const int code = compiler->OpenRapText(options.input.c_str(), 0, checkCallback);
+    const int code = compiler->OpenRapText(options.input.c_str(), configOptions(options.reference), checkCallback);
     int status = Success;
     if (code != archivefile::GE_NoError) {
         status = tool.report(code, compiler->ErrorString(code));
+        printConfigErrorPlace(*compiler);
     } else {
         const archivefile::Rapify::Statistics& figures = compiler->statistics();
         std::printf("%s: %lld classes, %lld values, %lld defines, %lld files read (%lld lines, %lld bytes expanded)\n",
@@ -71,6 +79,7 @@ struct CompileOptions {
     std::string output;
     std::string includeRoot;
     bool kern = false;
+    bool reference = false;
 };
 
 // config.cpp is binarised into config.bin beside it.
@@ -109,12 +118,14 @@ int compileConfig(Tool& tool, const CompileOptions& options) {
     showConditionals = tool.verbose;
     compiler->SetIncludeRoot(options.includeRoot.c_str());
     // --kern binarises as an archive of the newer styles does: the text is read as newer text too.
-    int code = compiler->OpenRapText(options.input.c_str(), options.kern ? archivefile::Rapify::ForceKern : 0,
-                                     checkCallback);
+    const int compileOptions =
+        configOptions(options.reference) | (options.kern ? archivefile::Rapify::ForceKern : 0);
+    int code = compiler->OpenRapText(options.input.c_str(), compileOptions, checkCallback);
     if (code == archivefile::GE_NoError) code = compiler->OutputRap(output.c_str(), options.kern);
     int status = Success;
     if (code != archivefile::GE_NoError) {
         status = tool.report(code, compiler->ErrorString(code));
+        printConfigErrorPlace(*compiler);
     } else {
         int style = compiler->ModeWord() & archivefile::Rapify::StyleMask;
         if (style == archivefile::Rapify::TgrStyle && options.kern) style = archivefile::Rapify::KernStyle;
@@ -137,17 +148,20 @@ void addConfigCommands(CLI::App& app, Tool& tool) {
     check->add_option("FILE", options->input, "The config text (config.cpp, description.ext, ...)")->required();
     check->add_option("-I,--include-root", options->includeRoot,
                       "The folder that include names starting with a backslash (or a drive) are looked for in");
+    check->add_flag("--reference", options->reference, ReferenceHelp);
     check->callback([options, &tool] { tool.status = checkConfig(tool, *options); });
 
     auto compileOptions = std::make_shared<CompileOptions>();
     CLI::App* compile = configGroup(app).add_subcommand(
-        "compile", "Compile a config text into its binarised form (raP), in the style the text chooses");
+        "compile", "Compile a config text into its binarised form (raP): KerN style unless the text chooses another "
+                   "(#define _TGR_ the inline style, #define _XBOX_ WithSignature the signed style)");
     compile->add_option("FILE", compileOptions->input, "The config text (config.cpp, ...)")->required();
     compile->add_option("-o,--output", compileOptions->output,
                         "The raP file to write; replaced only once complete (default: FILE with the extension .bin)");
     compile->add_flag("--kern", compileOptions->kern, "Write KerN style where the text chose TGR style");
     compile->add_option("-I,--include-root", compileOptions->includeRoot,
                         "The folder that include names starting with a backslash (or a drive) are looked for in");
+    compile->add_flag("--reference", compileOptions->reference, ReferenceHelp);
     compile->callback([compileOptions, &tool] { tool.status = compileConfig(tool, *compileOptions); });
 }
 

@@ -7,6 +7,7 @@
 
 #include "archivefile/config/RapFile.h"
 #include "archivefile/foundation/GenericError.h"
+#include "tools/vex/ConfigSupport.h"
 #include "tools/vex/Tool.h"
 
 namespace vex {
@@ -17,6 +18,7 @@ struct DecodeOptions {
     std::string input;
     std::string output;
     bool tabs = false;
+    bool reference = false;
 };
 
 // The "config" group is shared with the compiler's commands: whichever command is added first
@@ -34,7 +36,7 @@ int decodeConfig(Tool& tool, const DecodeOptions& options) {
     if (decoder == nullptr) return tool.fail("the config decoder is not available");
     decoder->SetCallBack(tool.callback());
     decoder->SetTabChar(options.tabs);
-    int code = decoder->OpenRap(options.input.c_str());
+    int code = decoder->OpenRap(options.input.c_str(), configOptions(options.reference));
     if (options.output.empty()) {
         // Without -o the text goes out even when decoding stopped early: it ends in a comment line
         // naming the error, which shows how far the file could be read.
@@ -60,6 +62,8 @@ void addConfigDecodeCommand(CLI::App& app, Tool& tool) {
         "-o,--output", options->output,
         "Write the text to this file; it is replaced only when decoding succeeds (default: standard output)");
     decode->add_flag("--tabs", options->tabs, "Indent with tabs instead of blanks");
+    decode->add_flag("--reference", options->reference,
+                     "Decode exactly as the library does by default: array-append entries (type 5) are refused");
     decode->callback([options, &tool] { tool.status = decodeConfig(tool, *options); });
 }
 

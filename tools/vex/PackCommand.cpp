@@ -8,6 +8,7 @@
 
 #include "archivefile/archive/ArchiveFile.h"
 #include "archivefile/model/P3dHeader.h"
+#include "tools/vex/ConfigSupport.h"
 #include "tools/vex/Tool.h"
 
 namespace vex {
@@ -27,6 +28,7 @@ struct PackOptions {
     bool compress = false;
     bool binarize = true;
     bool checkModels = false;
+    bool reference = false;
     std::optional<std::int64_t> mtime;
 };
 
@@ -51,9 +53,16 @@ int pack(Tool& tool, const PackOptions& options) {
     archive.setBuildTime(options.mtime);
     archive.setIncludeRoot(options.includeRoot.c_str());
     archive.setCompileCallback(tool.detailCallback());
+    archive.setConfigOptions(configOptions(options.reference));
     const int code = archive.MakePboNew(options.folder.c_str(), flags, options.output.c_str(), tool.callback(),
                                         options.noCompress.c_str(), options.prefix.c_str(), options.exclude.c_str());
-    return tool.report(code, options.folder + ": " + archive.ErrorString(code));
+    if (code != archivefile::AE_RapError) return tool.report(code, options.folder + ": " + archive.ErrorString(code));
+    // A config that does not compile: its error, and where it stands, under the build's.
+    archivefile::Rapify& compiler = *tool.root().rapify();
+    const int status = tool.report(code, options.folder + ": " + archive.ErrorString(code) + ": " +
+                                             compiler.ErrorString(compiler.ErrorCode()));
+    printConfigErrorPlace(compiler);
+    return status;
 }
 
 }  // namespace
@@ -81,6 +90,9 @@ void addPackCommand(CLI::App& app, Tool& tool) {
                       "Open every model first; list the textures and materials its faces name that are neither in "
                       "the folder nor under -I, and stop if there are any");
     command->add_option("--mtime", options->mtime, "Write this time (seconds since 1970) for every entry");
+    command->add_flag("--reference", options->reference,
+                      "Compile config.cpp files exactly as the library does by default: no extended syntax, and the "
+                      "inline style when the text chooses none (KerN style for the styles kern-nosha, regal and kern)");
     command->callback([options, &tool] { tool.status = pack(tool, *options); });
 }
 
