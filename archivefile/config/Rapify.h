@@ -453,8 +453,8 @@ private:
     std::string_view physicalLine_;
     // The column of the token an error is about, set just before failing (npos: not known).
     std::size_t markColumn_ = std::string::npos;
-    // Where the define being expanded at the top level is used in line_.
-    std::size_t expansionAt_ = 0;
+    // Where the define being expanded at the top level is used in line_ (npos before the first).
+    std::size_t expansionAt_ = std::string::npos;
 
     // The logical line being read, and its expansion that the parser reads.
     std::string line_;

@@ -122,6 +122,7 @@ bool Rapify::nextLine() {
     expansionsThisLine_ = 0;
     expansionWork_ = 0;
     stage_ = Stage::Expanding;
+    expansionAt_ = std::string::npos;
     expandText(line_, expanded_, 0, false);
     stage_ = Stage::Parsing;
     statistics_.expandedBytes += static_cast<std::int64_t>(expanded_.size()) + 1;
