@@ -13,12 +13,18 @@ namespace archivefile::bench {
 namespace {
 
 // The library every file of the tree uses. The machine define makes a class with nested classes
-// and arrays from one line of source.
+// and arrays from one line of source. It is written as mods write their configs today: a "#" passed
+// to a define as text, an array that adds to the inherited one, a value continued over lines
+// without its semicolon.
 constexpr const char* MacroLibrary = R"(// Macros shared by every part of the demo tree.
+#pragma once
 #ifndef DEMO_MACROS_HPP
 #define DEMO_MACROS_HPP
 
 #define TAG demo
+#define CMD_SYS(x) x##kick
+#define CMD cmd 'CMD_SYS(#)'
+
 #define QUOTE(x) #x
 #define JOIN(a,b) a##_##b
 #define NAME(x) TAG##_##x
@@ -38,7 +44,12 @@ class NAME(id): base { \
     fuel = __EVAL(mass * 4); \
     colours[] = {QNAME(JOIN(id,red)), QNAME(JOIN(id,blue)), "plain"}; \
     offsets[] = {TRIPLE(0, 1.5, -2.25), TRIPLE(mass, speed, 0x10)}; \
+    action = CMD; \
+    ready = QUOTE( \
+        alive id && fuel > 0 \
+    ); \
     class Mounts: Mounts { \
+        magazines[] += {QNAME(JOIN(id,shells))}; \
         class Primary: Primary { magazine = QNAME(JOIN(id,shells)); count = 20; spread = 0.025; }; \
         class Secondary { magazine = QNAME(smoke); count = 4; arc[] = {-45, 45}; }; \
     }; \
@@ -56,6 +67,8 @@ constexpr const char* Values = R"(// Build switches of the demo tree.
 #define DEMO_SPEED 80
 #endif
 #define VERSION 1.25
+// The release line, given again for the release after it.
+#define VERSION 1.26
 )";
 
 void writeFile(const std::filesystem::path& path, const std::string& text) {
@@ -73,8 +86,8 @@ std::string threeDigits(int n) {
 }  // namespace
 
 ConfigTree writeConfigTree(const std::filesystem::path& folder, std::uint64_t expandedBytes, std::uint32_t seed) {
-    // Each machine expands to about 655 bytes; the rest of the tree adds little.
-    constexpr double BytesPerMachine = 655.0;
+    // Each machine expands to about 755 bytes; the rest of the tree adds little.
+    constexpr double BytesPerMachine = 755.0;
     const int machines = std::max(8, static_cast<int>(static_cast<double>(expandedBytes) / BytesPerMachine));
     const int unitFiles = std::clamp(machines / 100, 4, 400);
     const int groups = std::max(2, static_cast<int>(std::sqrt(static_cast<double>(unitFiles))));
@@ -100,7 +113,9 @@ ConfigTree writeConfigTree(const std::filesystem::path& folder, std::uint64_t ex
         const int filesHere = unitFiles / groups + (group < unitFiles % groups ? 1 : 0);
         for (int file = 0; file < filesHere && made < machines; ++file) {
             const std::string unitName = "units_" + threeDigits(file) + ".hpp";
-            std::string units = "// " + groupName + ", part " + std::to_string(file) + "\n";
+            // Each file says which group it belongs to with the same define, given again with another body.
+            std::string units = "// " + groupName + ", part " + std::to_string(file) +
+                                "\n#pragma once\n#define GROUP_TAG " + groupName + "\n";
             // Each file starts from the shared base; later machines inherit from the one before.
             std::string base = "Machine_Base";
             for (int n = 0; n < perFile && made < machines; ++n, ++made) {
@@ -147,6 +162,7 @@ class Machines
         weight = 1000;
         class Mounts
         {
+            magazines[] = {"demo_base_shells"};
             class Primary { magazine = ""; count = 0; };
         };
     };

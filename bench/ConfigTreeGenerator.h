@@ -1,6 +1,9 @@
 // Writes a config tree the way mods are built: a root config.cpp that includes a macro library and
 // hundreds of files several folders deep, each of which calls defines with parameters, joins and
-// stringizes names, and chooses between variants with conditionals.
+// stringizes names, and chooses between variants with conditionals. It uses the extended syntax
+// (Rapify::ExtendedSyntax) as mods do today: #pragma lines, defines given again with another body,
+// a "#" passed to a define as text, arrays that add to inherited ones, values continued over lines
+// without their semicolon.
 #pragma once
 
 #include <cstdint>

@@ -29,7 +29,7 @@ void BM_CheckGeneratedTree(benchmark::State& state) {
     compiler.SetIncludeRoot(tree.includeRoot.c_str());
     std::int64_t expanded = 0;
     for (auto _ : state) {
-        if (compiler.OpenRapText(tree.config.c_str(), 0, silent) != 0) {
+        if (compiler.OpenRapText(tree.config.c_str(), Rapify::ExtendedSyntax, silent) != 0) {
             state.SkipWithError(compiler.ErrorString(compiler.ErrorCode()));
             break;
         }

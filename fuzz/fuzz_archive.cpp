@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "archivefile/archive/ArchiveFile.h"
+#include "archivefile/config/Rapify.h"
 #include "archivefile/foundation/VexDLL.h"
 
 namespace {
@@ -53,14 +54,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::fclose(file);
     }
 
-    archivefile::ArchiveFile& archive = *root.archiveFile();
+    using archivefile::ArchiveFile;
+    ArchiveFile& archive = *root.archiveFile();
+    archive.setConfigOptions(archivefile::Rapify::ExtendedSyntax);
+    // Inputs of odd size decode only binarised configs and keep every other entry's bytes.
+    const bool keepText = (size & 1) != 0;
     const int opened = archive.OpenPbo(archivePath.c_str(), quiet, 0);
     if (opened == 0 || opened == archivefile::AE_BadSha) {
         for (archivefile::pbo_entry* entry = archive.GetChain(); entry; entry = archive.GetNext(entry)) {
-            archive.GetFileData(entry, archivefile::ArchiveFile::DecodeData);
+            archive.GetFileData(entry, ArchiveFile::DecodeData | (keepText ? ArchiveFile::KeepTextBytes : 0));
             entry->FreeData();
         }
-        archive.ExtractPreOpened(archivefile::ArchiveFile::DecodeText, nullptr, output.c_str(), 0);
+        archive.ExtractPreOpened(ArchiveFile::DecodeText | (keepText ? ArchiveFile::KeepText : 0), nullptr,
+                                 output.c_str(), 0);
         archive.ClosePbo();
     }
     archive.ExtractPbo(archivePath.c_str(), quiet, archivefile::ArchiveFile::ListOnly);

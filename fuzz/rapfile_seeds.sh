@@ -36,3 +36,13 @@ mkdir -p "$out"
     printf '\x00\x01\x01\x02v\x00\x05\x00\x00\x00\x32\x00\x00\x00'
     printf '\x00\x00\x00\x00'
 } >"$out/signed.bin"
+
+# Offset style with an array append: items[] += {"b", 2}. The enum table's last byte (e = 0x02000000)
+# has the bit that asks the target to read appends.
+{
+    printf '\x00raP\x00\x00\x00\x00\x08\x00\x00\x00\x2a\x00\x00\x00'
+    printf '\x00\x01'
+    printf '\x05\x01\x00\x00\x00items\x00\x02\x00b\x00\x02\x02\x00\x00\x00'
+    printf '\x2a\x00\x00\x00'
+    printf '\x01\x00\x00\x00e\x00\x00\x00\x00\x02'
+} >"$out/append.bin"

@@ -604,11 +604,12 @@ std::vector<std::uint8_t> ArchiveFile::entryBytes(BuildEntry& entry) {
     Rapify* compiler = parent_ ? parent_->rapify() : nullptr;
     if (compiler == nullptr) raise(AE_CodeBug);
     compiler->SetIncludeRoot(includeRoot_.c_str());
-    // Archives of the newer generations carry offset-style configs whatever their text chose.
-    const bool newerStyle = buildStyle_ >= StyleKernNoSha;
-    int code = compiler->OpenRapText(entry.source.c_str(), newerStyle ? Rapify::ForceKern : 0,
+    // Archives of the newer generations carry offset-style configs whatever their text chose,
+    // unless the text's own choice is asked for.
+    const bool force = buildStyle_ >= StyleKernNoSha && !(configOptions_ & Rapify::KernByDefault);
+    int code = compiler->OpenRapText(entry.source.c_str(), configOptions_ | (force ? Rapify::ForceKern : 0),
                                      compileCallback_.value_or(callback_));
-    if (code == 0) code = compiler->OutputRap(bytes, newerStyle);
+    if (code == 0) code = compiler->OutputRap(bytes, force);
     if (code != 0) {
         report("%s\r\n", compiler->ErrorString(code));
         compiler->Close();

@@ -133,6 +133,7 @@ int ArchiveFile::ExtractPreOpened(unsigned flags, const char* fileList, const ch
         stream_,
         [&]() -> int {
             extraction_ = {};
+            extraction_.keepText = (flags & KeepText) != 0;
             const bool hasDestination = destFolder != nullptr && *destFolder != '\0';
             const bool usePrefix = HasPrefix() && !(flags & IgnorePrefix);
             if (usePrefix && !prefix_.empty() && unsafePrefix(prefix_)) {
@@ -249,7 +250,7 @@ int ArchiveFile::_ExtractFile(pbo_entry* entry, std::string target, bool decode,
                               int keepData) {
     // The entry's line ends only once its data and folders are in place; a failure before that
     // leaves the name standing without a line end.
-    const int loaded = GetFileData(entry, decode ? DecodeData : 0);
+    const int loaded = GetFileData(entry, decode ? DecodeData | (extraction_.keepText ? KeepTextBytes : 0) : 0);
     if (loaded < 0) return loaded;
     if (!makeFoldersFor(target)) return AE_IllegalFolder;
     if (decode && entry->WasRapified()) {

@@ -68,8 +68,14 @@ public:
     static constexpr int Strict = 0x20;         // missing or wrong checksums and empty selections stay errors
     static constexpr int AlwaysRemoveFolder = 0x1000000;
     static constexpr int OpenAsNamed = 0x2000000;  // open the path as it stands, whatever its extension
-    // Flag of GetFileData: decode binarised configs and byte-order marks.
+    // With DecodeText, only binarised configs become text: every other entry keeps its bytes as
+    // stored, byte-order marks included, so that packing the folder gives the archive again.
+    static constexpr int KeepText = 0x4000000;
+    // Flags of GetFileData: decode binarised configs and byte-order marks; with KeepTextBytes too,
+    // only data that begins with the whole raP signature is decoded and all other data stays as
+    // stored.
     static constexpr int DecodeData = 0x01;
+    static constexpr int KeepTextBytes = 0x02;
 
     // Archive types, by the generation of tools that wrote them (GetPboType).
     static constexpr int TypeNoProperties = 0;
@@ -193,6 +199,10 @@ public:
     // Where the compiler's own notices go while config.cpp files are binarised (by default the
     // build's callback); its errors are reported through the build's callback in any case.
     void setCompileCallback(LogCallback callback) { compileCallback_ = callback; }
+    // Option bits of the config compiler (Rapify::ExtendedSyntax, Rapify::KernByDefault) for the
+    // config.cpp files a build binarises, and of the decoder for the configs an extraction decodes.
+    // With KernByDefault a config's text chooses its style whatever the archive's generation.
+    void setConfigOptions(int options) { configOptions_ = options; }
     // Where config.cpp files look for includes named from a root ("\x\tag\file.hpp").
     void setIncludeRoot(const char* folder) { includeRoot_ = folder ? folder : ""; }
     // Shell patterns for files that a build leaves out, besides those of its exclude list (null,
@@ -290,6 +300,7 @@ private:
         std::unordered_set<std::string> checkedFolders;
         std::unordered_set<std::string> madeFolders;
         std::size_t refusals = 0;
+        bool keepText = false;
     };
     Extraction extraction_;
 
@@ -336,6 +347,7 @@ private:
 
     std::optional<std::int64_t> buildTime_;
     std::optional<LogCallback> compileCallback_;
+    int configOptions_ = 0;
     std::string includeRoot_;
     std::vector<std::string> neverCompress_;
     NamePatterns* exclusion_ = nullptr;

@@ -9,6 +9,7 @@
 
 #include "archivefile/archive/ArchiveFile.h"
 #include "archivefile/config/RapFile.h"
+#include "archivefile/config/RapFormat.h"
 #include "archivefile/foundation/BlockCoder.h"
 #include "archivefile/foundation/GenericError.h"
 #include "archivefile/foundation/Guarded.h"
@@ -377,6 +378,13 @@ int ArchiveFile::GetFileData(pbo_entry* entry, int flags) {
             // the first zero: any data that begins with a zero byte counts as binarised, and older
             // archives hold configs that rely on exactly that.
             const std::span<const std::uint8_t> data = entry->data();
+            if (flags & KeepTextBytes) {
+                // Here nothing but a binarised config changes, so nothing else may be taken for one.
+                const bool binarised =
+                    data.size() > sizeof rapformat::Signature &&
+                    std::equal(std::begin(rapformat::Signature), std::end(rapformat::Signature), data.begin());
+                return binarised ? decodeConfig(*entry) : AE_NoError;
+            }
             if (data.size() > 4 && data[0] == 0) return decodeConfig(*entry);
             return decodeByteOrderMark(*entry);
         },
@@ -418,7 +426,7 @@ int ArchiveFile::decodeConfig(pbo_entry& entry) {
     if (decoder == nullptr) return AE_NoError;
     const std::string title = formatText("%s : %s", stream_.GetFileNameNoExt(false), entry.name());
     decoder->SetCallBack(callback_);
-    const int code = decoder->Rap2Text(entry.data(), title.c_str());
+    const int code = decoder->Rap2Text(entry.data(), title.c_str(), configOptions_);
     if (code != 0) {
         // The entry stays as it was stored; a config that cannot be decoded is still worth having.
         report("\r\nRapfile:%s\r\n", decoder->ErrorString(code));

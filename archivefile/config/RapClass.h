@@ -18,6 +18,7 @@ public:
         ArrayKind = 2,
         ExternKind = 3,
         DeleteKind = 4,
+        ArrayAppendKind = 5,   // `name[] += {...};`: elements added to the inherited array
         StringKind = 256,
         FloatKind = 257,
         IntKind = 258,

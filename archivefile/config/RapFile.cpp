@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "archivefile/config/RapFormat.h"
 #include "archivefile/config/Rapify.h"
 #include "archivefile/foundation/GenString.h"
 #include "archivefile/foundation/GenericError.h"
@@ -10,32 +11,25 @@
 
 namespace archivefile {
 
+using namespace rapformat;
+
 namespace {
-
-constexpr unsigned char rapSignature[4] = {0x00, 'r', 'a', 'P'};
-
-// What stands in front of the root class: the signature and 04 00 00 in the inline style; the
-// signature, long 0, long 8 and the enum table offset in the offset style; the same behind a 20-byte
-// signature block in the signed style.
-constexpr std::uint64_t tgrHeaderSize = 7;
-constexpr std::uint64_t kernHeaderSize = 16;
-constexpr std::uint64_t signedHeaderSize = 36;
-
-enum EntryType : int { ClassEntry = 0, ValueEntry = 1, ArrayEntry = 2, ExternEntry = 3, DeleteEntry = 4 };
-enum ValueType : int { StringValue = 0, FloatValue = 1, IntValue = 2, NestedArray = 3 };
 
 int lengthOf(std::string_view text) { return static_cast<int>(text.size()); }
 
 // Whatever the compiler writes must decode again: the root, its deepest classes and, inside them, its
 // deepest arrays.
 static_assert(RapFile::maximumNesting >= 1 + Rapify::MaxClassDepth + Rapify::MaxArrayDepth);
+// One option word serves a config's compile and its decoding.
+static_assert(RapFile::ExtendedSyntax == Rapify::ExtendedSyntax);
 
 }  // namespace
 
 RapFile::RapFile(VexDLL* parent) : parent_(parent), stream_(parent), output_(&stream_) {}
 
-int RapFile::OpenRap(const char* path) {
+int RapFile::OpenRap(const char* path, int options) {
     const std::string_view name = path != nullptr ? path : "";
+    appendEntries_ = (options & ExtendedSyntax) != 0;
     return decodeInput(
         [&] {
             if (name.empty()) stream_.Throw(GE_InvalidFile, "RapFile: no file to open\r\n");
@@ -51,7 +45,8 @@ int RapFile::OpenRap(const char* path) {
         name);
 }
 
-int RapFile::Rap2Text(std::span<const std::uint8_t> bytes, const char* name) {
+int RapFile::Rap2Text(std::span<const std::uint8_t> bytes, const char* name, int options) {
+    appendEntries_ = (options & ExtendedSyntax) != 0;
     return decodeInput([&] { stream_.OpenPseudoFile(bytes.data(), bytes.size()); }, name != nullptr ? name : "");
 }
 
@@ -145,11 +140,11 @@ void RapFile::decodeImage() {
 void RapFile::readHeader() {
     const std::uint64_t size = stream_.size();
     const unsigned char* image = stream_.image();
-    if (size < tgrHeaderSize || std::memcmp(image, rapSignature, sizeof rapSignature) != 0) fail(NotRapFile, 0);
+    if (size < TgrHeaderSize || std::memcmp(image, Signature, sizeof Signature) != 0) fail(NotRapFile, 0);
     if (image[4] == 4 && image[5] == 0 && image[6] == 0) {
         style_ = TgrStyle;
-        headerSize_ = tgrHeaderSize;
-        stream_.MoveTo(tgrHeaderSize);
+        headerSize_ = TgrHeaderSize;
+        stream_.MoveTo(TgrHeaderSize);
         return;
     }
     // The offset header follows the signature directly, or behind the signature block.
@@ -157,13 +152,13 @@ void RapFile::readHeader() {
     stream_.MoveTo(4);
     if (stream_.ReadLong() == 0 && stream_.ReadLong() == 8) {
         style_ = KernStyle;
-        headerSize_ = kernHeaderSize;
+        headerSize_ = KernHeaderSize;
     } else {
         if (size < 4 + 28) fail(NotRapFile, 0);
         stream_.MoveTo(24);
         if (stream_.ReadLong() != 0 || stream_.ReadLong() != 8) fail(UnknownHeader, 0);
         style_ = SignedStyle;
-        headerSize_ = signedHeaderSize;
+        headerSize_ = SignedHeaderSize;
     }
     enumTableOffset_ = stream_.ReadLong();
 }
@@ -229,9 +224,13 @@ void RapFile::decodeEntry(int indent) {
     switch (stream_.ReadByte()) {
     case ClassEntry: decodeClass(indent, start); break;
     case ValueEntry: decodeValue(indent, start); break;
-    case ArrayEntry: decodeArray(indent, start); break;
+    case ArrayEntry: decodeArray(indent, start, "[] = {"); break;
     case ExternEntry: decodeNamedEntry("class ", indent, start); break;
     case DeleteEntry: decodeNamedEntry("delete ", indent, start); break;
+    case ArrayAppendEntry:
+        if (!appendEntries_) fail(UnknownEntryType, start);
+        decodeArrayAppend(indent, start);
+        break;
     default: fail(UnknownEntryType, start);
     }
 }
@@ -329,10 +328,19 @@ void RapFile::decodeValue(int indent, std::uint64_t entryStart) {
     output_.AddToOutput(";\r\n");
 }
 
-void RapFile::decodeArray(int indent, std::uint64_t entryStart) {
+void RapFile::decodeArrayAppend(int indent, std::uint64_t entryStart) {
+    // The inline style cannot add to an inherited array any more than it can declare an extern class.
+    if (style_ == TgrStyle) fail(EnhancedTypeInTgr, entryStart);
+    const std::int32_t flags = stream_.ReadLong();
+    if (flags != ArrayAppendFlags)
+        fail(UnknownEntryType, entryStart, formatText("an array-append entry with flags %d", flags));
+    decodeArray(indent, entryStart, "[] += {");
+}
+
+void RapFile::decodeArray(int indent, std::uint64_t entryStart, std::string_view assignment) {
     const std::string_view name = readAsciiz();
     if (name.empty()) fail(ArrayWithoutName, entryStart);
-    output_.OutputParts(indent, name, "[] = {");
+    output_.OutputParts(indent, name, assignment);
     const std::uint32_t count = readCount();
     enterNesting(entryStart);
     decodeElements(count, indent + 1);

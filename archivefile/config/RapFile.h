@@ -33,15 +33,19 @@ public:
     // offset behind a signature block.
     enum Style : int { TgrStyle = 0, KernStyle = 1, SignedStyle = 2 };
 
+    // Option bit of OpenRap and Rap2Text: array-append entries (entry type 5, `name[] += {...};`) are
+    // decoded; without it they are an unknown entry type. The same bit as Rapify::ExtendedSyntax.
+    static constexpr int ExtendedSyntax = 0x2;
+
     // Classes and arrays nested deeper than this are refused rather than followed.
     static constexpr int maximumNesting = 1000;
 
     explicit RapFile(VexDLL* parent);
 
     // Decode a whole binarised config, from a file or from memory, into text; 0 or an error code.
-    int OpenRap(const char* path);
+    int OpenRap(const char* path, int options = 0);
     // `name` stands in the root's "//Class %s{" line.
-    int Rap2Text(std::span<const std::uint8_t> bytes, const char* name = "");
+    int Rap2Text(std::span<const std::uint8_t> bytes, const char* name = "", int options = 0);
     // The text decoded by the last OpenRap or Rap2Text; after a failure, the text as far as it came,
     // ended by a comment line that names the error.
     std::string_view decodedText() const { return output_.text(); }
@@ -79,7 +83,9 @@ private:
     void decodeInlineClassBody(std::string_view name, int indent);
     void decodeClassBody(std::string_view name, int indent);
     void decodeValue(int indent, std::uint64_t entryStart);
-    void decodeArray(int indent, std::uint64_t entryStart);
+    // `assignment` follows the name: "[] = {" or "[] += {".
+    void decodeArray(int indent, std::uint64_t entryStart, std::string_view assignment);
+    void decodeArrayAppend(int indent, std::uint64_t entryStart);
     void decodeElements(std::uint32_t count, int indent);
     void decodeNamedEntry(const char* keyword, int indent, std::uint64_t entryStart);
     void enterNesting(std::uint64_t entryStart);
@@ -105,6 +111,7 @@ private:
     std::uint64_t segmentStart_ = 0;
     std::uint64_t bodyBytes_ = 0;
     bool reported_ = false;
+    bool appendEntries_ = false;
 };
 
 }  // namespace archivefile

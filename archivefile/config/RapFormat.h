@@ -20,7 +20,17 @@ inline constexpr std::uint64_t SignatureBlockSize = 20;
 inline constexpr std::int32_t HeaderMarkZero = 0;
 inline constexpr std::int32_t HeaderMarkEight = 8;
 
-enum EntryType : std::uint8_t { ClassEntry = 0, ValueEntry = 1, ArrayEntry = 2, ExternEntry = 3, DeleteEntry = 4 };
+enum EntryType : std::uint8_t {
+    ClassEntry = 0,
+    ValueEntry = 1,
+    ArrayEntry = 2,
+    ExternEntry = 3,
+    DeleteEntry = 4,
+    // Elements added to an inherited array: a long of flags, then the name and the elements as for
+    // an array. The offset styles only.
+    ArrayAppendEntry = 5,
+};
+inline constexpr std::int32_t ArrayAppendFlags = 1;
 enum ValueType : std::uint8_t { StringValue = 0, FloatValue = 1, IntValue = 2, NestedArray = 3 };
 
 // Enum items of this name are stored without one; readers give the name back.

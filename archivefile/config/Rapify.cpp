@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <new>
 #include <type_traits>
@@ -117,11 +118,19 @@ void Rapify::resetCompile(int options, LogCallback callback) {
     bodies_.clear();
     bases_.clear();
     openBlocks_ = skipDepth_ = 0;
-    newerText_ = false;
-    modeWord_ = 0;
+    extendedSyntax_ = (options & ExtendedSyntax) != 0;
+    kernByDefault_ = (options & KernByDefault) != 0;
+    inlineByHeader_ = false;
+    // Text written for the offset styles, as mods write it today, is joined as it stands.
+    newerText_ = extendedSyntax_;
+    modeWord_ = kernByDefault_ ? KernStyle : TgrStyle;
     errorCode_ = 0;
     errorFile_.clear();
     errorLine_ = 0;
+    errorPlace_ = {};
+    stage_ = Stage::Reading;
+    physicalLine_ = {};
+    markColumn_ = std::string::npos;
     statistics_ = {};
     line_.clear();
     expanded_.clear();
@@ -151,15 +160,56 @@ void Rapify::finishCompile() {
 
 void Rapify::_SetError(int code) {
     // Codes 1 to 31 stick; the warnings and late-stage codes from 32 up give way to a later code.
-    if (errorCode_ != GE_NoError && errorCode_ < RAP_ContinuationAtEof && errorCode_ > 0) return;
+    if (errorCode_ != GE_NoError && errorCode_ < RAP_ContinuationAtEof && errorCode_ > 0) {
+        markColumn_ = std::string::npos;
+        return;
+    }
     errorCode_ = code;
     errorFile_ = currentFile();
     errorLine_ = currentLine();
+    captureErrorPlace();
+}
+
+void Rapify::captureErrorPlace() {
+    errorPlace_ = {};
+    std::size_t column = markColumn_;
+    markColumn_ = std::string::npos;
+    switch (stage_) {
+    case Stage::Reading:
+        errorPlace_.line = physicalLine_;
+        break;
+    case Stage::Preprocessing:
+        errorPlace_.line = line_;
+        break;
+    case Stage::Expanding:
+        // What the defines made of the line so far is no help; the define in use is.
+        errorPlace_.line = line_;
+        if (column == std::string::npos) column = expansionAt_;
+        break;
+    case Stage::Parsing:
+        errorPlace_.line = line_;
+        if (expanded_ != line_) errorPlace_.expansion = expanded_;
+        if (column == std::string::npos) column = cursor_;
+        break;
+    }
+    errorPlace_.column = column;
 }
 
 void Rapify::fail(int code) {
     _SetError(code);
     raise(code);
+}
+
+void Rapify::failOn(int code, std::string_view token, const std::string& line) {
+    std::string_view text = physicalLine_;
+    if (stage_ == Stage::Preprocessing || stage_ == Stage::Expanding) text = line_;
+    else if (stage_ == Stage::Parsing) text = expanded_;
+    const std::less<const char*> before;
+    const bool inside =
+        !before(token.data(), text.data()) && !before(text.data() + text.size(), token.data() + token.size());
+    if (!line.empty()) notify(line.c_str());
+    markColumn_ = inside ? static_cast<std::size_t>(token.data() - text.data()) : std::string::npos;
+    fail(code);
 }
 
 void Rapify::failWith(int code, const std::string& line) {

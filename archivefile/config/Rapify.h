@@ -59,8 +59,19 @@ public:
         RAP_EvalUnprocessable = 41,
     };
 
-    // Option bits of OpenRapText and Text2RapClass.
+    // Option bits of OpenRapText, Text2RapClass, Rap2Class and ProcessBinary.
+    // KerN style from the start, and the text read as newer text (no semicolon repair).
     static constexpr int ForceKern = 0x1;
+    // Configs as mods write them today: a "#" in a define body that is neither "##" nor before a
+    // parameter is the character "#"; a define given again with another body replaces the earlier
+    // one, with a warning; #pragma lines are skipped; `name[] += {...};` is an array-append entry
+    // (entry type 5 of the offset styles, which ProcessBinary reads too); the text is read as newer
+    // text.
+    static constexpr int ExtendedSyntax = 0x2;
+    // KerN style unless the text chooses another: `#define _TGR_`, which decoded inline-style files
+    // begin with, chooses the inline style, and such a file gets an enum table only when its text
+    // holds an enum block, as inline-style files come both with and without one.
+    static constexpr int KernByDefault = 0x4;
 
     // The low two bits of the mode word choose the raP style; bit 7 records __EVAL or __EXEC.
     static constexpr int StyleMask = 0x3;
@@ -127,6 +138,18 @@ public:
     int ModeWord() const { return modeWord_; }
     const Statistics& statistics() const { return statistics_; }
 
+    // Where the first error stands, for a caller that shows it: the line it was found in (comments
+    // stripped and continued lines joined; for a define in use, the line that uses it), the text
+    // that line became through its defines when that differs from it, and the column of the
+    // offending token, in `expansion` when there is one, else in `line` (npos when not known).
+    // Both texts are empty when no line applies. It outlives Close, as ErrFname does.
+    struct ErrorPlace {
+        std::string line;
+        std::string expansion;
+        std::size_t column = std::string::npos;
+    };
+    const ErrorPlace& errorPlace() const { return errorPlace_; }
+
     // The tree of the current compile.
     RapClass* GetFirst();
     const std::vector<EnumItem>& enumTable() const;
@@ -143,16 +166,11 @@ public:
     int OutputRap(const char* file, bool force);
     // The same bytes into memory, replacing what `bytes` held (left empty on failure).
     int OutputRap(std::vector<std::uint8_t>& bytes, bool force);
-    // The enum table follows the root of every inline-style file written. Files of that style may
-    // also end with their root; with this set, the inline writer writes the table only when the
-    // text declares an enum block (an empty one too), so that such a file decoded and compiled
-    // again gives the same bytes.
-    void setInlineEnumTableOnlyWhenDeclared(bool only) { inlineEnumTableOnlyWhenDeclared_ = only; }
     // Reads an offset-style raP into a tree of its own, which becomes the current tree, and takes
     // its style as the mode word, so that OutputRap writes it back alike. A header that is neither
     // inline nor signed is read as KerN style; TGR style and bytes that are not raP are refused with
-    // code 38.
-    int ProcessBinary(const unsigned char* bytes, int size);
+    // code 38. With ExtendedSyntax among `options`, array-append entries are read too.
+    int ProcessBinary(const unsigned char* bytes, int size, int options = 0);
     // A config that may be text or raP, from a file or from memory: raP is read by ProcessBinary,
     // text is compiled as OpenRapText and Text2RapClass do (with `options`); `name` is what messages
     // and rap_FindFilename give.
@@ -189,7 +207,7 @@ private:
         std::string fileName;
         RapClass* primary = nullptr;
         std::vector<EnumItem> enums;
-        bool enumDeclared = false;  // the text has an enum block, perhaps an empty one
+        bool enumBlock = false;  // the text holds an enum block (a raP read back: an enum table)
     };
     int compile(std::string_view text, const std::string& name, const std::string& folder, int options,
                 LogCallback callback, std::unique_ptr<VexFileIO> file);
@@ -198,6 +216,11 @@ private:
     // Stores a code by the first-error rule, with the place where it happened.
     void _SetError(int code);
     [[noreturn]] void fail(int code);
+    // Fails with `token`, a view into the text being worked on (the physical line being read, the
+    // logical line, or its expansion), marked as the place of the error; `line`, when given, goes
+    // to the callback first.
+    [[noreturn]] void failOn(int code, std::string_view token, const std::string& line = {});
+    void captureErrorPlace();
     // Sends a descriptive line to the callback, then fails.
     [[noreturn]] void failWith(int code, const std::string& line);
     void notify(const char* text);
@@ -263,7 +286,9 @@ private:
     ExpansionScratch& scratchAt(int depth);
     void storeDefine(std::string_view name, std::string_view parameters, bool hasParameters,
                      std::string_view body);
-    void compileBody(Define& define);
+    // Splits a define's body into segments; returns where a "#" stands that is neither "##" nor
+    // before a parameter and is refused (npos when there is none).
+    std::size_t compileBody(Define& define);
     const Define* findDefine(std::string_view name) const;
     // Expands `text` onto `out`, which must not hold `text`. Inside a define's arguments
     // (`argumentMode`) a define that takes parameters but has no list after it stays text.
@@ -313,7 +338,11 @@ private:
     void parseArrayElements(RapClass* array);
     void readValue(RapClass* node, bool inArray);
     void endStatement();
+    // A duplicate is refused with `name` marked when it is a word of the expanded line.
     RapClass* addEntry(int kind, std::string_view name);
+    // A word read at `at` as a view into the expanded line while that is still the line being read,
+    // so that an error can mark it; else the word as it was kept.
+    std::string_view wordOnLine(const std::string& word, std::size_t at, std::int64_t linesThen) const;
     const RapClass* findClassIn(const RapClass* scope, std::string_view name, const OpenBody* open) const;
     bool findBase(std::string_view base, const RapClass*& resolved) const;
     [[noreturn]] void failAtEnd();
@@ -353,7 +382,7 @@ private:
         std::int32_t offset;
         std::uint64_t entryOffset;
     };
-    int readBinary(std::span<const std::uint8_t> bytes, const std::string& name);
+    int readBinary(std::span<const std::uint8_t> bytes, const std::string& name, int options);
     void readBinaryTree(RapInput& in);
     void readBody(RapInput& in, RapClass* cls, std::uint64_t start, int depth);
     void readBinaryEntry(RapInput& in, RapClass* cls, std::vector<PendingBody>& bodies);
@@ -385,7 +414,6 @@ private:
 
     // Compile state.
     std::string includeRoot_;
-    bool inlineEnumTableOnlyWhenDeclared_ = false;
     std::vector<Source> sources_;
     std::vector<IncludeRecord> records_;
     DefineTable defines_;
@@ -405,6 +433,10 @@ private:
     int openBlocks_ = 0;
     int skipDepth_ = 0;
     bool newerText_ = false;
+    bool extendedSyntax_ = false;
+    bool kernByDefault_ = false;
+    // The text chose the inline style with `#define _TGR_` (under KernByDefault).
+    bool inlineByHeader_ = false;
     int modeWord_ = 0;
     int errorCode_ = 0;
     // The result of the compile or binary read that built the current tree.
@@ -413,6 +445,16 @@ private:
     int errorLine_ = 0;
     GenString errorText_;
     Statistics statistics_;
+    ErrorPlace errorPlace_;
+    // What the compile is doing, which tells what text an error is shown in: reading a physical
+    // line, working on a logical line (a directive), expanding it, or parsing its expansion.
+    enum class Stage : std::uint8_t { Reading, Preprocessing, Expanding, Parsing };
+    Stage stage_ = Stage::Reading;
+    std::string_view physicalLine_;
+    // The column of the token an error is about, set just before failing (npos: not known).
+    std::size_t markColumn_ = std::string::npos;
+    // Where the define being expanded at the top level is used in line_ (npos before the first).
+    std::size_t expansionAt_ = std::string::npos;
 
     // The logical line being read, and its expansion that the parser reads.
     std::string line_;

@@ -18,7 +18,8 @@ namespace archivefile {
 using namespace rapformat;
 
 struct Rapify::RapInput {
-    RapInput(VexDLL* parent, const std::string& name) : stream(parent), name(name) {}
+    RapInput(VexDLL* parent, const std::string& name, bool appendEntries)
+        : stream(parent), name(name), appendEntries(appendEntries) {}
 
     struct Span {
         std::uint64_t start;
@@ -27,6 +28,7 @@ struct Rapify::RapInput {
 
     VexFileIO stream;
     const std::string& name;
+    bool appendEntries;  // array-append entries are read (the extended syntax)
     std::uint64_t headerSize = 0;
     std::int32_t enumOffset = 0;
     std::vector<Span> openBodies;
@@ -59,9 +61,9 @@ std::string numberText(std::int32_t value) {
 
 // ---- Entry points -------------------------------------------------------------------------------
 
-int Rapify::ProcessBinary(const unsigned char* bytes, int size) {
+int Rapify::ProcessBinary(const unsigned char* bytes, int size, int options) {
     const std::size_t length = bytes != nullptr && size > 0 ? static_cast<std::size_t>(size) : 0;
-    return readBinary({bytes, length}, {});
+    return readBinary({bytes, length}, {}, options);
 }
 
 int Rapify::Rap2Class(const char* fileName, int options) {
@@ -79,18 +81,18 @@ int Rapify::Rap2Class(const char* fileName, int options) {
         treeResult_ = errorCode_;
         return errorCode_;
     }
-    return readBinary({file.image(), static_cast<std::size_t>(file.size())}, name);
+    return readBinary({file.image(), static_cast<std::size_t>(file.size())}, name, options);
 }
 
 int Rapify::Rap2Class(const char* name, int options, std::span<const std::uint8_t> bytes) {
     const std::string label = name ? name : "";
     if (bytes.size() >= sizeof Signature && std::memcmp(bytes.data(), Signature, sizeof Signature) == 0)
-        return readBinary(bytes, label);
+        return readBinary(bytes, label, options);
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     return Text2RapClass(text, options, callback_, label.c_str());
 }
 
-int Rapify::readBinary(std::span<const std::uint8_t> bytes, const std::string& name) {
+int Rapify::readBinary(std::span<const std::uint8_t> bytes, const std::string& name, int options) {
     const int code = guarded(
         stream_,
         [&] {
@@ -98,7 +100,7 @@ int Rapify::readBinary(std::span<const std::uint8_t> bytes, const std::string& n
             trees_.push_back({name, CreateRapClass(RapClass::ClassKind), {}});
             records_.push_back({name, {}, 0});
             statistics_.filesRead = 1;
-            RapInput in(parent_, name);
+            RapInput in(parent_, name, (options & ExtendedSyntax) != 0);
             in.stream.SetCallBack(callback_);
             in.stream.OpenPseudoFile(bytes.data(), bytes.size());
             readBinaryTree(in);
@@ -159,6 +161,7 @@ void Rapify::readEnumTable(RapInput& in) {
     // Every item takes at least five bytes.
     if (count < 0 || static_cast<std::uint64_t>(count) > in.stream.BytesRemaining() / 5)
         failReading(in, GE_InvalidFile, start, formatText("the enum table's count %d does not fit the file", count));
+    trees_.back().enumBlock = true;
     std::vector<EnumItem>& items = trees_.back().enums;
     for (std::int32_t item = 0; item < count; ++item) {
         std::string name = in.stream.ReadAsciiz();
@@ -255,6 +258,17 @@ void Rapify::readBinaryEntry(RapInput& in, RapClass* cls, std::vector<PendingBod
         ++statistics_.values;
         return;
     }
+    case ArrayAppendEntry: {
+        if (!in.appendEntries) break;
+        const std::int32_t flags = in.stream.ReadLong();
+        if (flags != ArrayAppendFlags)
+            failReading(in, GE_InvalidFile, entryOffset, formatText("an array-append entry with flags %d", flags));
+        RapClass* node = cls->rapc_AddEmbeddedEntry(RapClass::ArrayAppendKind);
+        node->setName(readName(in, entryOffset));
+        readElements(in, node, 1);
+        ++statistics_.values;
+        return;
+    }
     case ExternEntry:
     case DeleteEntry: {
         RapClass* node = cls->rapc_AddEmbeddedEntry(type == ExternEntry ? RapClass::ExternKind : RapClass::DeleteKind);
@@ -262,8 +276,9 @@ void Rapify::readBinaryEntry(RapInput& in, RapClass* cls, std::vector<PendingBod
         ++statistics_.externClasses;
         return;
     }
-    default: failReading(in, GE_InvalidFile, entryOffset, formatText("an entry of unknown type %d", type));
+    default: break;
     }
+    failReading(in, GE_InvalidFile, entryOffset, formatText("an entry of unknown type %d", type));
 }
 
 void Rapify::readElements(RapInput& in, RapClass* array, int depth) {

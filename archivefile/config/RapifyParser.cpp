@@ -83,7 +83,7 @@ bool conflicts(int existing, int added) {
                                         existing == RapClass::DeleteKind);
     case RapClass::ClassKind: return existing != RapClass::ExternKind && existing != RapClass::DeleteKind;
     case RapClass::DeleteKind: return existing == RapClass::DeleteKind || RapClass::isValueKind(existing) ||
-                                      existing == RapClass::ArrayKind;
+                                      existing == RapClass::ArrayKind || existing == RapClass::ArrayAppendKind;
     default: return true;
     }
 }
@@ -121,7 +121,10 @@ bool Rapify::nextLine() {
     }
     expansionsThisLine_ = 0;
     expansionWork_ = 0;
+    stage_ = Stage::Expanding;
+    expansionAt_ = std::string::npos;
     expandText(line_, expanded_, 0, false);
+    stage_ = Stage::Parsing;
     statistics_.expandedBytes += static_cast<std::int64_t>(expanded_.size()) + 1;
     return true;
 }
@@ -173,7 +176,10 @@ void Rapify::parseText() {
     if (bodies_.size() > 1) failTruncated();
     if (currentTree().primary->firstChild() == nullptr) {
         _SetError(RAP_NoClasses);
-        if (errorCode_ == RAP_NoClasses) errorLine_ = 0;
+        if (errorCode_ == RAP_NoClasses) {
+            errorLine_ = 0;
+            errorPlace_ = {};
+        }
         raise(RAP_NoClasses);
     }
 }
@@ -197,20 +203,30 @@ void Rapify::endStatement() {
     ++cursor_;
 }
 
+std::string_view Rapify::wordOnLine(const std::string& word, std::size_t at, std::int64_t linesThen) const {
+    return statistics_.lines == linesThen ? std::string_view(expanded_).substr(at, word.size()) : word;
+}
+
 void Rapify::parseClass() {
     if (!skipBlanksAndLines()) failAtEnd();
+    const std::size_t nameAt = cursor_;
+    const std::int64_t nameLines = statistics_.lines;
     const std::string name(readWord());
     if (name.empty()) fail(RAP_ExpectedClassName);
     if (!skipBlanksAndLines()) failAtEnd();
     if (peek() == ';') {
         ++cursor_;
-        addEntry(RapClass::ExternKind, name);
+        addEntry(RapClass::ExternKind, wordOnLine(name, nameAt, nameLines));
         return;
     }
     std::string base;
+    std::size_t baseAt = 0;
+    std::int64_t baseLines = 0;
     if (peek() == ':') {
         ++cursor_;
         if (!skipBlanksAndLines()) failAtEnd();
+        baseAt = cursor_;
+        baseLines = statistics_.lines;
         base = readWord();
         if (base.empty()) fail(RAP_ExpectedClassName);
         if (!skipBlanksAndLines()) failAtEnd();
@@ -219,12 +235,13 @@ void Rapify::parseClass() {
     ++cursor_;
 
     const RapClass* resolved = nullptr;
-    if (!base.empty() && !findBase(base, resolved))
-        failWith(RAP_MissingBase, formatText("class %s: its base class %s is not declared before it\r\n", name.c_str(),
-                                             base.c_str()));
+    if (!base.empty() && !findBase(base, resolved)) {
+        failOn(RAP_MissingBase, wordOnLine(base, baseAt, baseLines),
+               formatText("class %s: its base class %s is not declared before it\r\n", name.c_str(), base.c_str()));
+    }
     if (bodies_.size() > static_cast<std::size_t>(MaxClassDepth))
         failWith(RAP_ExpectedStatement, formatText("classes nested deeper than %d levels\r\n", MaxClassDepth));
-    RapClass* node = addEntry(RapClass::ClassKind, name);
+    RapClass* node = addEntry(RapClass::ClassKind, wordOnLine(name, nameAt, nameLines));
     node->setText(base);
     if (resolved != nullptr) bases_.emplace(node, resolved);
     bodies_.push_back({node, nullptr, 0});
@@ -247,7 +264,7 @@ void Rapify::parseEnum() {
         if (peek() != '{') fail(RAP_ExpectedStatement);
     }
     ++cursor_;
-    currentTree().enumDeclared = true;
+    currentTree().enumBlock = true;
     std::vector<EnumItem>& items = currentTree().enums;
     std::int32_t next = 0;
     for (;;) {
@@ -291,9 +308,14 @@ void Rapify::parseAssignment(std::string_view name) {
         if (peek() != ']') fail(RAP_ExpectedArray);
         ++cursor_;
         skipBlanks();
+        int kind = RapClass::ArrayKind;
+        if (extendedSyntax_ && peek() == '+' && cursor_ + 1 < expanded_.size() && expanded_[cursor_ + 1] == '=') {
+            kind = RapClass::ArrayAppendKind;
+            ++cursor_;
+        }
         if (peek() != '=') fail(RAP_ExpectedArray);
         ++cursor_;
-        RapClass* array = addEntry(RapClass::ArrayKind, name);
+        RapClass* array = addEntry(kind, name);
         if (!skipBlanksAndLines()) failAtEnd();
         if (peek() != '{') fail(RAP_ExpectedArray);
         ++cursor_;
@@ -394,8 +416,9 @@ void Rapify::readValue(RapClass* node, bool inArray) {
 RapClass* Rapify::addEntry(int kind, std::string_view name) {
     OpenBody& body = bodies_.back();
     const auto refuse = [&] {
-        failWith(RAP_Duplicated, formatText("%.*s is declared twice in %s\r\n", static_cast<int>(name.size()), name.data(),
-                                            body.cls == currentTree().primary ? "the file" : body.cls->name()));
+        failOn(RAP_Duplicated, name,
+               formatText("%.*s is declared twice in %s\r\n", static_cast<int>(name.size()), name.data(),
+                          body.cls == currentTree().primary ? "the file" : body.cls->name()));
     };
     if (body.index) {
         const auto [first, last] = body.index->equal_range(name);

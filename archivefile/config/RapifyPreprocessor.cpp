@@ -70,7 +70,10 @@ bool placeholderAt(std::string_view body, std::size_t at, std::uint32_t& number,
 
 bool Rapify::readPhysicalLine(std::string_view& line) {
     Source& source = sources_.back();
-    if (source.position >= source.text.size()) return false;
+    if (source.position >= source.text.size()) {
+        physicalLine_ = {};
+        return false;
+    }
     const char* begin = source.text.data() + source.position;
     const std::size_t remaining = source.text.size() - source.position;
     const void* feed = std::memchr(begin, '\n', remaining);
@@ -78,6 +81,7 @@ bool Rapify::readPhysicalLine(std::string_view& line) {
     line = {begin, length};
     source.position += length + (feed ? 1 : 0);
     if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    physicalLine_ = line;
     ++records_.back().line;
     ++statistics_.lines;
     return true;
@@ -96,7 +100,7 @@ void Rapify::stripComments(std::string_view physical, std::string& into) {
                     i += 2;
                     break;
                 }
-                if (physical[i] == '/' && physical[i + 1] == '*') fail(RAP_RecursiveComment);
+                if (physical[i] == '/' && physical[i + 1] == '*') failOn(RAP_RecursiveComment, physical.substr(i, 2));
             }
             if (inComment) {
                 if (!readPhysicalLine(physical))
@@ -114,7 +118,7 @@ void Rapify::stripComments(std::string_view physical, std::string& into) {
             const std::size_t close = physical.find('"', i + 1);
             if (close == std::string_view::npos) {
                 // A quote followed by nothing but blanks is kept as it stands.
-                if (!trim(physical.substr(i + 1)).empty()) fail(RAP_MismatchedQuotes);
+                if (!trim(physical.substr(i + 1)).empty()) failOn(RAP_MismatchedQuotes, physical.substr(i, 1));
                 into.append(physical.substr(i));
                 return;
             }
@@ -135,6 +139,7 @@ void Rapify::stripComments(std::string_view physical, std::string& into) {
 }
 
 bool Rapify::readTrimmedLine(std::string& into) {
+    stage_ = Stage::Reading;
     into.clear();
     bool joining = false;
     for (;;) {
@@ -178,6 +183,7 @@ bool Rapify::readLogicalLine() {
                            .c_str());
             return false;
         }
+        stage_ = Stage::Preprocessing;
         if (line_.front() == '#') {
             handleDirective(line_);
             continue;
@@ -188,6 +194,7 @@ bool Rapify::readLogicalLine() {
 }
 
 void Rapify::endOfSource() {
+    physicalLine_ = {};
     sources_.pop_back();
     directiveUninclude();
 }
@@ -201,11 +208,11 @@ void Rapify::handleDirective(std::string_view line) {
     const std::string_view rest = trim(line.substr(end));
 
     const auto requireEnd = [this](std::string_view after) {
-        if (!after.empty()) fail(RAP_ExpectedStatement);
+        if (!after.empty()) failOn(RAP_ExpectedStatement, after);
     };
-    const auto firstWord = [this](std::string_view text) {
+    const auto firstWord = [this, line](std::string_view text) {
         const std::size_t nameEnd = wordEnd(text, 0);
-        if (text.empty() || nameEnd == 0) fail(RAP_UnexpectedEol);
+        if (text.empty() || nameEnd == 0) failOn(RAP_UnexpectedEol, text.empty() ? line.substr(line.size()) : text);
         return text.substr(0, nameEnd);
     };
 
@@ -214,14 +221,14 @@ void Rapify::handleDirective(std::string_view line) {
         return;
     }
     if (equalIgnoringCase(word, "endif")) {
-        if (openBlocks_ == 0) fail(RAP_NoOpenBlock);
+        if (openBlocks_ == 0) failOn(RAP_NoOpenBlock, word);
         --openBlocks_;
         if (skipDepth_ > 0 && --skipDepth_ == 0) notify("#endif\r\n");
         requireEnd(rest);
         return;
     }
     if (equalIgnoringCase(word, "else")) {
-        if (openBlocks_ == 0) fail(RAP_NoOpenBlock);
+        if (openBlocks_ == 0) failOn(RAP_NoOpenBlock, word);
         if (skipDepth_ == 0) {
             skipDepth_ = 1;
         } else if (skipDepth_ == 1) {
@@ -245,7 +252,7 @@ void Rapify::handleDirective(std::string_view line) {
     if (equalIgnoringCase(word, "undef")) {
         const std::string_view name = firstWord(rest);
         const auto found = defines_.find(name);
-        if (found == defines_.end()) fail(RAP_UnknownUndef);
+        if (found == defines_.end()) failOn(RAP_UnknownUndef, name);
         defines_.erase(found);
         return;
     }
@@ -257,7 +264,10 @@ void Rapify::handleDirective(std::string_view line) {
         directiveInclude(rest);
         return;
     }
-    failWith(RAP_UnknownDirective, formatText("unknown directive #%.*s\r\n", static_cast<int>(word.size()), word.data()));
+    // Lines written for other tools.
+    if (extendedSyntax_ && equalIgnoringCase(word, "pragma")) return;
+    failOn(RAP_UnknownDirective, word,
+           formatText("unknown directive #%.*s\r\n", static_cast<int>(word.size()), word.data()));
 }
 
 void Rapify::directiveUninclude() {
@@ -280,12 +290,17 @@ void Rapify::directiveDefine(std::string_view rest) {
         if (after.empty()) return;
         std::size_t next = 0;
         while (next < after.size() && !isBlank(after[next])) ++next;
-        if (next < 13 || !equalIgnoringCase(after.substr(0, 13), "WithSignature")) fail(RAP_BadDefine);
+        if (next < 13 || !equalIgnoringCase(after.substr(0, 13), "WithSignature")) failOn(RAP_BadDefine, after);
         modeWord_ = SignedStyle;
-        if (!trim(after.substr(next)).empty()) fail(RAP_BadDefine);
+        if (!trim(after.substr(next)).empty()) failOn(RAP_BadDefine, trim(after.substr(next)));
         return;
     }
-    if (name.empty()) fail(RAP_BadDefine);
+    if (name.empty()) failOn(RAP_BadDefine, rest);
+    // The word that decoded inline-style files begin with, where the offset style is the default.
+    if (kernByDefault_ && equalIgnoringCase(name, "_tgr_")) {
+        modeWord_ &= ~StyleMask;
+        inlineByHeader_ = true;
+    }
 
     // A define ends with its line (continued lines are one line by now): parentheses that do not
     // balance there are kept as they are, but a ")" with no "(" before it is refused.
@@ -298,7 +313,7 @@ void Rapify::directiveDefine(std::string_view rest) {
         } else if (c == '(') {
             ++depth;
         } else if (c == ')' && --depth < 0) {
-            fail(RAP_BadDefine);
+            failOn(RAP_BadDefine, rest.substr(at, 1));
         }
     }
 
@@ -307,12 +322,12 @@ void Rapify::directiveDefine(std::string_view rest) {
     const bool hasParameters = nameEnd < rest.size() && rest[nameEnd] == '(';
     if (hasParameters) {
         const std::size_t close = rest.find(')', nameEnd);
-        if (close == std::string_view::npos) fail(RAP_ExpectedArguments);
+        if (close == std::string_view::npos) failOn(RAP_ExpectedArguments, rest.substr(nameEnd, 1));
         parameters = rest.substr(nameEnd + 1, close - nameEnd - 1);
         body = rest.substr(close + 1);
     }
     body = trim(body);
-    if (body == name) fail(RAP_BadDefine);
+    if (body == name) failOn(RAP_BadDefine, body);
     storeDefine(name, parameters, hasParameters, body);
 }
 
@@ -332,6 +347,8 @@ void Rapify::storeDefine(std::string_view name, std::string_view parameters, boo
     Define define;
     define.parameterCount = hasParameters ? static_cast<int>(names.size()) : -1;
     define.body.reserve(body.size());
+    // Where each "#" of the body lands in the stored body, so that a refused one can be shown.
+    std::vector<std::pair<std::size_t, std::size_t>> hashes;
     for (std::size_t i = 0; i < body.size();) {
         const char c = body[i];
         if (c == '"') {
@@ -347,24 +364,36 @@ void Rapify::storeDefine(std::string_view name, std::string_view parameters, boo
             else define.body.append(word);
             i = end;
         } else {
+            if (c == '#') hashes.emplace_back(define.body.size(), i);
             define.body += c;
             ++i;
         }
     }
-    compileBody(define);
+    if (const std::size_t lone = compileBody(define); lone != std::string::npos) {
+        const auto hash = std::find_if(hashes.begin(), hashes.end(), [lone](const auto& at) { return at.first == lone; });
+        failOn(RAP_SingleHash, hash == hashes.end() ? name : body.substr(hash->second, 1));
+    }
 
     const auto existing = defines_.find(name);
     if (existing != defines_.end()) {
         if (existing->second.body == define.body && existing->second.parameterCount == define.parameterCount) return;
-        std::fprintf(stderr, "\n%.*s\n", static_cast<int>(name.size()), name.data());
-        fail(RAP_DuplicatedDefine);
+        if (!extendedSyntax_) {
+            std::fprintf(stderr, "\n%.*s\n", static_cast<int>(name.size()), name.data());
+            failOn(RAP_DuplicatedDefine, name);
+        }
+        // Headers that several files include give their defines again, some of them changed.
+        notify(formatText("Warning: %s: %d %.*s is defined again with another body, which replaces the earlier one\r\n",
+                          currentFile().c_str(), currentLine(), static_cast<int>(name.size()), name.data())
+                   .c_str());
+        existing->second = std::move(define);
+        return;
     }
     const std::size_t bit = defineFilterBit(name);
     defineFilter_[bit / 64] |= std::uint64_t{1} << (bit % 64);
     defines_.emplace(std::string(name), std::move(define));
 }
 
-void Rapify::compileBody(Define& define) {
+std::size_t Rapify::compileBody(Define& define) {
     const std::string_view body = define.body;
     std::vector<Segment> raw;
     std::size_t literalStart = 0;
@@ -385,20 +414,24 @@ void Rapify::compileBody(Define& define) {
         }
         std::uint32_t number = 0;
         std::size_t length = 0;
-        flush(i);
+        Segment segment{SegmentKind::Join, 0, 0};
+        std::size_t consumed = 2;
         if (placeholderAt(body, i, number, length)) {
-            raw.push_back({SegmentKind::Parameter, number, 0});
-            i += length;
+            segment = {SegmentKind::Parameter, number, 0};
+            consumed = length;
         } else if (placeholderAt(body, i + 1, number, length)) {
             // "#" directly before a parameter: the argument in double quotes.
-            raw.push_back({SegmentKind::Stringize, number, 0});
-            i += 1 + length;
-        } else if (i + 1 < body.size() && body[i + 1] == '#') {
-            raw.push_back({SegmentKind::Join, 0, 0});
-            i += 2;
-        } else {
-            fail(RAP_SingleHash);
+            segment = {SegmentKind::Stringize, number, 0};
+            consumed = 1 + length;
+        } else if (i + 1 >= body.size() || body[i + 1] != '#') {
+            if (!extendedSyntax_) return i;
+            // A "#" of its own is text, as in 'ADMIN_SYS(#)'.
+            ++i;
+            continue;
         }
+        flush(i);
+        raw.push_back(segment);
+        i += consumed;
         literalStart = i;
     }
     flush(body.size());
@@ -434,6 +467,7 @@ void Rapify::compileBody(Define& define) {
         push(SegmentKind::Literal, from, trailingWord);
         push(SegmentKind::JoinedWord, trailingWord, to);
     }
+    return std::string::npos;
 }
 
 const Rapify::Define* Rapify::findDefine(std::string_view name) const {
@@ -449,8 +483,8 @@ void Rapify::directiveInclude(std::string_view rest) {
     const char closing = rest.front() == '"' ? '"' : rest.front() == '<' ? '>' : '\0';
     const std::size_t close = closing ? rest.find(closing, 1) : std::string_view::npos;
     if (close == std::string_view::npos || close == 1)
-        failWith(RAP_CannotInclude, formatText("#include needs a file name in quotes: %.*s\r\n",
-                                               static_cast<int>(rest.size()), rest.data()));
+        failOn(RAP_CannotInclude, rest,
+               formatText("#include needs a file name in quotes: %.*s\r\n", static_cast<int>(rest.size()), rest.data()));
     openInclude(rest.substr(1, close - 1));
 }
 
@@ -460,9 +494,9 @@ std::string Rapify::resolveInclude(std::string_view name) {
     if (name.size() >= 2 && name[1] == ':' && std::isalpha(static_cast<unsigned char>(name[0]))) {
         // There are no drives here: the include root stands for the drive the name was written for.
         if (includeRoot_.empty())
-            failWith(
-                RAP_CannotChangeDrive, formatText("%.*s names a drive; give the folder that stands for it as the include root\r\n",
-                                                  static_cast<int>(name.size()), name.data()));
+            failOn(RAP_CannotChangeDrive, name,
+                   formatText("%.*s names a drive; give the folder that stands for it as the include root\r\n",
+                              static_cast<int>(name.size()), name.data()));
         std::string rest = native.substr(2);
         if (rest.empty() || rest.front() != '/') rest.insert(rest.begin(), '/');
         return root + rest;
@@ -473,14 +507,15 @@ std::string Rapify::resolveInclude(std::string_view name) {
 
 void Rapify::openInclude(std::string_view name) {
     if (static_cast<int>(sources_.size()) > MaxIncludeDepth)
-        failWith(RAP_CannotInclude, formatText("includes nested deeper than %d levels at %.*s: does a file include itself?\r\n",
-                                               MaxIncludeDepth, static_cast<int>(name.size()), name.data()));
+        failOn(RAP_CannotInclude, name,
+               formatText("includes nested deeper than %d levels at %.*s: does a file include itself?\r\n",
+                          MaxIncludeDepth, static_cast<int>(name.size()), name.data()));
     const std::string wanted = resolveInclude(name);
     const std::string path = Platform::findFileIgnoringCase(wanted);
     auto file = std::make_unique<VexFileIO>(parent_);
     file->SetCallBack(callback_);
     if (path.empty() || !file->OpenFile(path.c_str(), nullptr, true))
-        failWith(RAP_CannotInclude, formatText("cannot open the include file %s\r\n", wanted.c_str()));
+        failOn(RAP_CannotInclude, name, formatText("cannot open the include file %s\r\n", wanted.c_str()));
     const std::string_view text(reinterpret_cast<const char*>(file->image()), file->size());
     std::string folder = paths::driveAndFolder(path);
     if (folder.empty()) folder.push_back('.');
@@ -526,8 +561,10 @@ void Rapify::expandText(std::string_view text, std::string& out, int depth, bool
                 trimBack(out, produced);
                 i = copied = skipBlanksFrom(text, i + 2);
                 joined = true;
-            } else if (i + 1 < text.size() && isWordChar(text[i + 1])) {
-                // The stringize form: the rest of the token in double quotes.
+            } else if (!extendedSyntax_ && i + 1 < text.size() && isWordChar(text[i + 1])) {
+                // The stringize form: the rest of the token in double quotes. Text written for
+                // the extended syntax stringizes only parameters, in the define's body, and keeps
+                // any other "#" as it stands.
                 copyUpTo(i);
                 const std::size_t end = wordEnd(text, i + 1);
                 out += '"';
@@ -548,6 +585,7 @@ void Rapify::expandText(std::string_view text, std::string& out, int depth, bool
                 continue;
             }
             copyUpTo(i);
+            if (depth == 0) expansionAt_ = i;
             i = copied = expandWord(text, i, end, define, out, depth, argumentMode);
         }
     }
@@ -659,7 +697,9 @@ std::size_t Rapify::readArguments(std::string_view& text, std::size_t open, std:
     for (;;) {
         if (i >= text.size()) {
             std::string more;
-            if (!mayReadLines || !readTrimmedLine(more) || more.front() == '#')
+            const bool moreRead = mayReadLines && readTrimmedLine(more);
+            stage_ = Stage::Expanding;
+            if (!moreRead || more.front() == '#')
                 failWith(RAP_ExpectedArguments, "a define's argument list has no closing parenthesis\r\n");
             line_ += ' ';
             line_ += more;

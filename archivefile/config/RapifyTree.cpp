@@ -162,16 +162,17 @@ int Rapify::MergeScan(RapClass* existing, RapClass* incoming, int depth) {
             continue;
         }
         const int kind = entry->kind();
-        if (RapClass::isValueKind(kind) || kind == RapClass::ArrayKind) {
-            const bool sameFamily = kind == RapClass::ArrayKind ? found->kind() == RapClass::ArrayKind
-                                                                 : RapClass::isValueKind(found->kind());
+        const bool arrayLike = kind == RapClass::ArrayKind || kind == RapClass::ArrayAppendKind;
+        if (RapClass::isValueKind(kind) || arrayLike) {
+            // An array append is a kind of its own: it meets only an append of the same name.
+            const bool sameFamily = arrayLike ? found->kind() == kind : RapClass::isValueKind(found->kind());
             if (!sameFamily) {
                 std::fprintf(stderr, "type mismatch %s\n", entry->name());
                 return -1;
             }
             found->setKind(kind);
             found->setText(entry->textView());
-            if (kind == RapClass::ArrayKind) {
+            if (arrayLike) {
                 // A new array replaces the elements of the old one, as a later definition does.
                 found->clearChildren();
                 for (const RapClass* element = entry->firstChild(); element; element = element->next())

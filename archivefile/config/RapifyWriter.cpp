@@ -150,8 +150,10 @@ void Rapify::writeInlineStyle(RapOutput& out, const RapClass* primary) {
     out.byte(ClassEntry);
     out.asciiz({});
     writeInlineBody(primary, out, 0);
-    // With no offset to point at it, the enum table follows the root.
-    if (!inlineEnumTableOnlyWhenDeclared_ || currentTree().enumDeclared) writeEnumTable(out);
+    // With no offset to point at it, the enum table follows the root. Inline-style files come with
+    // and without one, so a text that chose this style by its header gets one only from an enum
+    // block: decoded and compiled again, such a file keeps its bytes.
+    if (!inlineByHeader_ || currentTree().enumBlock) writeEnumTable(out);
 }
 
 void Rapify::writeOffsetStyle(RapOutput& out, const RapClass* primary) {
@@ -218,6 +220,7 @@ std::uint64_t Rapify::xCalcTotal(const RapClass* cls) {
         case RapClass::FloatKind:
         case RapClass::IntKind: size += 5; break;
         case RapClass::ArrayKind: size += elementListSize(entry, 1); break;
+        case RapClass::ArrayAppendKind: size += 4 + elementListSize(entry, 1); break;
         case RapClass::ExternKind:
         case RapClass::DeleteKind: break;
         default:
@@ -342,6 +345,17 @@ void Rapify::writeEntry(const RapClass* entry, RapOutput& out, int depth) {
                                    entry->kind() == RapClass::ExternKind ? "class" : "delete", entry->name()));
         out.byte(entry->kind() == RapClass::ExternKind ? ExternEntry : DeleteEntry);
         out.asciiz(entry->nameView());
+        break;
+    case RapClass::ArrayAppendKind:
+        // Nor to add to an inherited array.
+        if (out.style == TgrStyle)
+            failWriting(RAP_TgrExtern, rap_GetFilename(),
+                        formatText("%s[] += cannot be written in TGR style: define _KERN_ or force KerN style\r\n",
+                                   entry->name()));
+        out.byte(ArrayAppendEntry);
+        out.long32(ArrayAppendFlags);
+        out.asciiz(entry->nameView());
+        writeElements(entry, out, 1);
         break;
     default:
         failKind(entry, RAP_UnknownPacket, formatText("is of kind %d, which has no binarised form", entry->kind()));

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <string>
 
+#include "archivefile/config/Rapify.h"
 #include "archivefile/foundation/Sha1.h"
 #include "tests/archive/ArchiveTestSupport.h"
 
@@ -123,14 +124,21 @@ TEST_F(ArchiveBuild, PrefixOptionWinsOverThePrefixFile) {
 
 TEST_F(ArchiveBuild, UnpackAndPackAgainGivesTheSameArchive) {
     const std::string source = makeFolder();
+    // Configs whose text chooses the inline style or leaves the choice, decoded on the way, and a
+    // text with a byte-order mark, which is kept.
+    folder.write("src/config.cpp", "#define _TGR_\nclass Lamps { count = 3; };\n");
+    folder.write("src/sub/config.cpp", "class Base; class Lamp: Base { colours[] += {\"red\"}; };\n");
+    folder.write("src/stringtable.xml", "\xEF\xBB\xBF<Project name=\"lamps\"/>\n");
+    archive.setConfigOptions(Rapify::ExtendedSyntax | Rapify::KernByDefault);
     for (const int style : {ArchiveFile::StyleKqm, ArchiveFile::StyleVanguard, ArchiveFile::StyleKernNoSha,
                             ArchiveFile::StyleRegal, ArchiveFile::StyleKern}) {
         const std::string first = folder / "first.pbo", second = folder / "second.pbo";
         const std::string unpacked = folder / "unpacked";
         fs::remove_all(unpacked);
         ASSERT_EQ(build(source, style | ArchiveFile::CompressEntries, first), 0) << lines;
-        ASSERT_EQ(archive.ExtractPbo(first.c_str(), collect, ArchiveFile::IgnorePrefix, nullptr, unpacked.c_str()), 0)
-            << lines;
+        constexpr int flags = ArchiveFile::IgnorePrefix | ArchiveFile::DecodeText | ArchiveFile::KeepText;
+        ASSERT_EQ(archive.ExtractPbo(first.c_str(), collect, flags, nullptr, unpacked.c_str()), 0) << lines;
+        ASSERT_TRUE(fs::exists(unpacked + "/first/sub/config.cpp"));
         // Unpacked files keep the entries' times, so the second build needs no fixed time.
         archive.setBuildTime(std::nullopt);
         ASSERT_EQ(archive.MakePboNew((unpacked + "/first").c_str(), style | ArchiveFile::CompressEntries,

@@ -145,11 +145,17 @@ TEST_F(ArchiveExtract, StarsBecomeZInTargetsWhileThePrefixFileStaysInThePrefixFo
 }
 
 TEST_F(ArchiveExtract, ConfigBinBecomesConfigCppOnlyWhenDecoding) {
-    const std::string bytes = ArchiveBytes().entry("config.bin", rapConfig).entry("star*.txt", "s").body();
+    const std::string bytes = ArchiveBytes().entry("config.bin", rapConfig).entry("star*.txt", "\xEF\xBB\xBFs").body();
     ASSERT_EQ(extract(bytes, ArchiveFile::DecodeText | ArchiveFile::Brief), 0);
     EXPECT_EQ(filesUnder(out), (std::vector<std::string>{"game/config.cpp", "game/starz.txt"}));
     EXPECT_NE(TempFolder::read(out + "/game/config.cpp").find("x = 5;"), std::string::npos);
     EXPECT_NE(lines.find("config.bin (rapfiled) (renaming output to config.cpp)\r\n"), std::string::npos);
+    EXPECT_EQ(TempFolder::read(out + "/game/starz.txt"), "s");
+
+    fs::remove_all(out);
+    ASSERT_EQ(extract(bytes, ArchiveFile::DecodeText | ArchiveFile::KeepText | ArchiveFile::Brief), 0);
+    EXPECT_NE(TempFolder::read(out + "/game/config.cpp").find("x = 5;"), std::string::npos);
+    EXPECT_EQ(TempFolder::read(out + "/game/starz.txt"), "\xEF\xBB\xBFs");
 
     fs::remove_all(out);
     ASSERT_EQ(extract(bytes, ArchiveFile::Brief), 0);

@@ -260,3 +260,21 @@ TEST_F(ArchiveRead, DataStartingWithZeroGoesToTheConfigDecoder) {
     ASSERT_EQ(archive.GetFileData(&entry("tiny"), ArchiveFile::DecodeData), 0);
     EXPECT_FALSE(entry("tiny").WasRapified());
 }
+
+TEST_F(ArchiveRead, KeepingTextBytesDecodesOnlyWhatCarriesTheWholeSignature) {
+    const std::string notRap("\0not a config", 13);
+    const ArchiveBytes bytes = ArchiveBytes()
+                                   .entry("config.bin", rapConfig)
+                                   .entry("data.bin", notRap)
+                                   .entry("utf8.txt", "\xEF\xBB\xBFkept");
+    ASSERT_EQ(open(bytes.body()), 0);
+    constexpr int flags = ArchiveFile::DecodeData | ArchiveFile::KeepTextBytes;
+    ASSERT_EQ(archive.GetFileData(&entry("config.bin"), flags), 0);
+    EXPECT_NE(text(entry("config.cpp")).find("x = 5;"), std::string::npos);
+    lines.clear();
+    ASSERT_EQ(archive.GetFileData(&entry("data.bin"), flags), 0);
+    EXPECT_EQ(text(entry("data.bin")), notRap);
+    EXPECT_EQ(lines, "");
+    ASSERT_EQ(archive.GetFileData(&entry("utf8.txt"), flags), 0);
+    EXPECT_EQ(text(entry("utf8.txt")), "\xEF\xBB\xBFkept");
+}

@@ -123,9 +123,9 @@ TEST_F(ConfigQueries, EveryCompiledTextKeepsItsTreeUntilClose) {
 class ConfigMergeTest : public ConfigTest {
 protected:
     // Merges `incoming` into the tree of `existing`; the result and what went to standard error.
-    int merge(std::string_view existing, std::string_view incoming) {
-        EXPECT_EQ(other.Text2RapClass(incoming, 0, recordLine), 0);
-        EXPECT_EQ(compileText(existing), 0);
+    int merge(std::string_view existing, std::string_view incoming, int options = 0) {
+        EXPECT_EQ(other.Text2RapClass(incoming, options, recordLine), 0);
+        EXPECT_EQ(compileText(existing, options), 0);
         ::testing::internal::CaptureStderr();
         const int result = compiler.Merge(other.GetFirst());
         messages = ::testing::internal::GetCapturedStderr();
@@ -161,6 +161,15 @@ TEST_F(ConfigMergeTest, ConflictsStopTheMergeWithAMessage) {
     EXPECT_EQ(messages, "extern A has no body in config.bin\n");
     EXPECT_EQ(merge("A = 1;", "delete A;"), -1);
     EXPECT_EQ(messages, "");
+}
+
+TEST_F(ConfigMergeTest, AnArrayAppendMeetsOnlyAnAppendOfItsName) {
+    EXPECT_EQ(merge("class A { a[] += {1}; };", "class A { a[] += {2, 3}; b[] += {4}; };", Rapify::ExtendedSyntax), 0);
+    EXPECT_EQ(dumpTree(compiler.GetFirst()), "class A {a[]+={2,3} b[]+={4}};");
+    EXPECT_EQ(merge("a[] = {1};", "a[] += {2};", Rapify::ExtendedSyntax), -1);
+    EXPECT_EQ(messages, "type mismatch a\n");
+    EXPECT_EQ(merge("a[] += {1};", "a[] = {2};", Rapify::ExtendedSyntax), -1);
+    EXPECT_EQ(messages, "type mismatch a\n");
 }
 
 TEST_F(ConfigMergeTest, NamelessEntryIsABadName) {

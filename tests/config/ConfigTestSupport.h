@@ -26,7 +26,7 @@ inline bool recordLine(const char* text, ...) {
 }
 
 // One entry per node: class A: B {..}; class A; delete A; name="string" name=12 name=1.5f
-// name[]={..}. Elements of an array are separated by ",".
+// name[]={..} name[]+={..}. Elements of an array are separated by ",".
 inline void dumpEntries(const RapClass* first, std::string& out, bool elements) {
     for (const RapClass* node = first; node; node = node->next()) {
         if (node != first) out += elements ? "," : " ";
@@ -49,7 +49,8 @@ inline void dumpEntries(const RapClass* first, std::string& out, bool elements) 
             out += "delete " + std::string(node->name()) + ";";
             break;
         case RapClass::ArrayKind:
-            if (!elements) out += std::string(node->name()) + "[]=";
+        case RapClass::ArrayAppendKind:
+            if (!elements) out += std::string(node->name()) + (node->kind() == RapClass::ArrayKind ? "[]=" : "[]+=");
             out += "{";
             dumpEntries(node->firstChild(), out, true);
             out += "}";

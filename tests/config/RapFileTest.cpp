@@ -120,10 +120,10 @@ struct Decoded {
     std::string text;
 };
 
-Decoded decode(const Bytes& bytes, bool tabs = false) {
+Decoded decode(const Bytes& bytes, bool tabs = false, int options = 0) {
     RapFile rap(nullptr);
     rap.SetTabChar(tabs);
-    const int code = rap.Rap2Text(bytes, "test");
+    const int code = rap.Rap2Text(bytes, "test", options);
     return {code, std::string(rap.decodedText())};
 }
 
@@ -192,6 +192,21 @@ TEST(RapFileDecode, CountsOfTwoAndThreeBytes) {
             out.text.find("\r\nv" + std::to_string(entries - 1) + " = " + std::to_string(entries - 1) + ";\r\n//};"),
             std::string::npos);
     }
+}
+
+TEST(RapFileDecode, ArrayAppendEntriesNeedTheExtendedSyntax) {
+    const auto append = [](std::int32_t flags) {
+        return Raw().byte(5).i32(flags).text("items").count(2).byte(0).text("b").byte(2).i32(2);
+    };
+    const Bytes bytes = offsetFile(Body().cls("D", Body().inherits("B").entry(append(1))));
+    const Decoded out = decode(bytes, false, RapFile::ExtendedSyntax);
+    ASSERT_EQ(out.code, 0) << out.text;
+    EXPECT_NE(out.text.find("class D: B\r\n{\r\n items[] += {\"b\",2};\r\n};"), std::string::npos) << out.text;
+    EXPECT_EQ(decode(bytes).code, RapFile::UnknownEntryType);
+    EXPECT_EQ(decode(offsetFile(Body().entry(append(0))), false, RapFile::ExtendedSyntax).code,
+              RapFile::UnknownEntryType);
+    EXPECT_EQ(decode(tgrFile(tgrClass("", "", 1, append(1))), false, RapFile::ExtendedSyntax).code,
+              RapFile::EnhancedTypeInTgr);
 }
 
 TEST(RapFileErrors, HeadersThatAreNotRaP) {

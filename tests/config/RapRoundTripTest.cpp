@@ -1,6 +1,7 @@
 // The promise of binarised configs: text compiled, decoded and compiled again gives the very same raP,
-// for the samples, for a generated mod tree and for random trees, in every style; and raP read back
-// into a tree writes the very same bytes.
+// for the samples, for a generated mod tree and for random trees, in every style, with the library's
+// default options and with those of the extended syntax; and raP read back into a tree writes the very
+// same bytes.
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -23,9 +24,11 @@ using Bytes = std::vector<std::uint8_t>;
 
 bool silent(const char*, ...) { return true; }
 
-Bytes compile(Rapify& compiler, const std::string& text, bool force = false) {
+constexpr int Extended = Rapify::ExtendedSyntax;
+
+Bytes compile(Rapify& compiler, const std::string& text, bool force = false, int options = 0) {
     Bytes raP;
-    const int code = compiler.Text2RapClass(text, 0, silent, "roundtrip.cpp");
+    const int code = compiler.Text2RapClass(text, options, silent, "roundtrip.cpp");
     EXPECT_EQ(code, 0) << compiler.ErrorString(code) << "\n" << text;
     if (code == 0) {
         EXPECT_EQ(compiler.OutputRap(raP, force), 0);
@@ -34,24 +37,24 @@ Bytes compile(Rapify& compiler, const std::string& text, bool force = false) {
     return raP;
 }
 
-std::string decode(const Bytes& raP) {
+std::string decode(const Bytes& raP, int options = 0) {
     RapFile decoder(nullptr);
-    EXPECT_EQ(decoder.Rap2Text(raP, "roundtrip"), 0);
+    EXPECT_EQ(decoder.Rap2Text(raP, "roundtrip", options), 0);
     return std::string(decoder.decodedText());
 }
 
 // Compiles `text`, then decodes and compiles the result: both raP files must be the same.
-void expectRoundTrip(const std::string& text, bool force = false) {
+void expectRoundTrip(const std::string& text, bool force = false, int options = 0) {
     Rapify compiler(nullptr);
-    const Bytes first = compile(compiler, text, force);
+    const Bytes first = compile(compiler, text, force, options);
     ASSERT_FALSE(first.empty());
-    const std::string decoded = decode(first);
-    const Bytes second = compile(compiler, decoded);
+    const std::string decoded = decode(first, options);
+    const Bytes second = compile(compiler, decoded, false, options);
     EXPECT_EQ(first, second) << "text:\n" << text << "\ndecoded:\n" << decoded;
 
     // The offset styles read back into a tree give the same bytes again.
     if (first[4] != 4) {
-        ASSERT_EQ(compiler.ProcessBinary(first.data(), static_cast<int>(first.size())), 0);
+        ASSERT_EQ(compiler.ProcessBinary(first.data(), static_cast<int>(first.size()), options), 0);
         Bytes rewritten;
         ASSERT_EQ(compiler.OutputRap(rewritten, false), 0);
         EXPECT_EQ(first, rewritten);
@@ -59,8 +62,8 @@ void expectRoundTrip(const std::string& text, bool force = false) {
     }
 }
 
-// Random config text: classes nested a few deep with bases, extern and delete entries, values of
-// every kind, arrays nested several deep, and an enum block. Names are unique, so that any of them
+// Random config text: classes nested a few deep with bases, extern, delete and array-append entries,
+// values of every kind, arrays nested several deep, and an enum block. Names are unique, so that any of them
 // may go anywhere.
 class RandomConfig {
 public:
@@ -150,7 +153,13 @@ private:
                 out += ";\n";
             } else if (pick < 6 && enhanced_) {
                 const std::string declared = name();
-                out += (chance(2) ? "class " : "delete ") + declared + ";\n";
+                if (chance(3)) {
+                    out += declared + "[] += ";
+                    elements(out, 1);
+                    out += ";\n";
+                } else {
+                    out += (chance(2) ? "class " : "delete ") + declared + ";\n";
+                }
             } else {
                 const std::string cls = name();
                 out += "class " + cls;
@@ -183,11 +192,27 @@ TEST(RapRoundTrip, RandomTreesInEveryStyle) {
     for (std::uint32_t seed = 1; seed <= 60; ++seed) {
         SCOPED_TRACE(seed);
         expectRoundTrip(RandomConfig(seed, false).text(""));
-        expectRoundTrip(RandomConfig(seed, true).text("#define _KERN_\n"));
-        expectRoundTrip(RandomConfig(seed, true).text("#define _XBOX_ WithSignature\n"));
-        // Extern and delete entries need an offset style: forcing one makes them writable.
-        expectRoundTrip(RandomConfig(seed, true).text(""), true);
+        expectRoundTrip(RandomConfig(seed, true).text("#define _KERN_\n"), false, Extended);
+        expectRoundTrip(RandomConfig(seed, true).text("#define _XBOX_ WithSignature\n"), false, Extended);
+        // Extern, delete and array-append entries need an offset style: forcing one makes them writable.
+        expectRoundTrip(RandomConfig(seed, true).text(""), true, Extended);
+        expectRoundTrip(RandomConfig(seed, true).text(""), false, Extended | Rapify::KernByDefault);
+        expectRoundTrip(RandomConfig(seed, false).text("#define _TGR_\n"), false, Extended | Rapify::KernByDefault);
     }
+}
+
+TEST(RapRoundTrip, DecodedFilesCompileBackWhereTheOffsetStyleIsTheDefault) {
+    constexpr int options = Extended | Rapify::KernByDefault;
+    Rapify compiler(nullptr);
+    const std::string body = "class A { x[] = {1, \"two\"}; class B {}; };\nclass C: A { y = 2.5; };\n";
+    const Bytes inlineWithTable = compile(compiler, body + "enum { e = 4 };\n");
+    // Inline-style files come without an enum table too: the root ends them.
+    Bytes inlineWithout = compile(compiler, body);
+    inlineWithout.resize(inlineWithout.size() - 4);
+    const Bytes files[] = {inlineWithTable, inlineWithout,
+                           compile(compiler, "#define _KERN_\n" + body + "z[] += {3};\n", false, options),
+                           compile(compiler, "#define _XBOX_ WithSignature\n" + body, false, options)};
+    for (const Bytes& file : files) EXPECT_EQ(compile(compiler, decode(file, options), false, options), file);
 }
 
 TEST(RapRoundTrip, SampleModAndGeneratedTree) {
@@ -202,13 +227,11 @@ TEST(RapRoundTrip, SampleModAndGeneratedTree) {
     TempFolder folder;
     const bench::ConfigTree tree = bench::writeConfigTree(folder.path(), 100 * 1024);
     compiler.SetIncludeRoot(tree.includeRoot.c_str());
-    ASSERT_EQ(compiler.OpenRapText(tree.config.c_str(), 0, silent), 0);
-    for (const bool force : {false, true}) {
-        Bytes generated;
-        ASSERT_EQ(compiler.OutputRap(generated, force), 0);
-        Rapify again(nullptr);
-        EXPECT_EQ(compile(again, decode(generated)), generated);
-    }
+    ASSERT_EQ(compiler.OpenRapText(tree.config.c_str(), Extended, silent), 0);
+    Bytes generated;
+    ASSERT_EQ(compiler.OutputRap(generated, true), 0);
+    Rapify again(nullptr);
+    EXPECT_EQ(compile(again, decode(generated, Extended), false, Extended), generated);
 }
 
 TEST(RapRoundTrip, ClassesOfMoreThan16383EntriesKeepTheirOffsets) {

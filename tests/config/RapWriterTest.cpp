@@ -70,9 +70,9 @@ class RapWriter : public ::testing::Test {
 protected:
     void SetUp() override { lines.clear(); }
 
-    Bytes raP(std::string_view text, bool force = false) {
+    Bytes raP(std::string_view text, bool force = false, int options = 0) {
         Bytes bytes;
-        EXPECT_EQ(compiler.Text2RapClass(text, 0, record, "w.cpp"), 0) << lines;
+        EXPECT_EQ(compiler.Text2RapClass(text, options, record, "w.cpp"), 0) << lines;
         code = compiler.OutputRap(bytes, force);
         return bytes;
     }
@@ -144,16 +144,28 @@ TEST_F(RapWriter, TgrStyleInlinesEveryClassAndHasNoWordForExternOrDelete) {
     }
 }
 
-TEST_F(RapWriter, AnInlineFileEndsWithItsRootOnlyWhenAskedAndItsTextDeclaresNoEnums) {
-    const Bytes root = {0, 'r', 'a', 'P', 4, 0, 0, 0, 0, 0, 1, 0, 'B', 0, 0, 0};
-    Bytes withTable = root;
-    withTable.insert(withTable.end(), 4, 0);
-    EXPECT_EQ(raP("class B {};"), withTable);
+TEST_F(RapWriter, ArrayAppendIsEntryTypeFiveOfTheOffsetStyles) {
+    const Bytes bytes = raP("#define _KERN_\nitems[] += {\"b\", 2};", false, Rapify::ExtendedSyntax);
+    ASSERT_EQ(code, 0);
+    // After the header, the root's empty base and its count; before the body's end and the enum table.
+    EXPECT_EQ(Bytes(bytes.begin() + 18, bytes.end() - 8),
+              (Bytes{5, 1, 0, 0, 0, 'i', 't', 'e', 'm', 's', 0, 2, 0, 'b', 0, 2, 2, 0, 0, 0}));
     compiler.Close();
-    compiler.setInlineEnumTableOnlyWhenDeclared(true);
-    EXPECT_EQ(raP("class B {};"), root);
+
+    EXPECT_TRUE(raP("items[] += {1};", false, Rapify::ExtendedSyntax).empty());
+    EXPECT_EQ(code, Rapify::RAP_TgrExtern);
+    EXPECT_NE(lines.find("items[] += cannot be written in TGR style"), std::string::npos);
+}
+
+TEST_F(RapWriter, AnInlineStyleChosenByItsHeaderHasAnEnumTableOnlyFromAnEnumBlock) {
+    constexpr int options = Rapify::ExtendedSyntax | Rapify::KernByDefault;
+    const Bytes without = raP("#define _TGR_\nclass A {};", false, options);
+    EXPECT_EQ(without, (Bytes{0, 'r', 'a', 'P', 4, 0, 0, 0, 0, 0, 1, 0, 'A', 0, 0, 0}));
     compiler.Close();
-    EXPECT_EQ(raP("class B {};\nenum {};"), withTable);
+    const Bytes with = raP("#define _TGR_\nclass A {};\nenum {};", false, options);
+    EXPECT_EQ(with.size(), without.size() + 4);
+    compiler.Close();
+    EXPECT_EQ(raP("class A {};").size(), without.size() + 4);
 }
 
 TEST_F(RapWriter, SignatureBlockHoldsTheShaOfEverythingAfterIt) {
@@ -228,6 +240,21 @@ TEST_F(RapBinaryRead, OnlyOffsetStylesAreRead) {
     ASSERT_EQ(compiler.ProcessBinary(unmarked.data(), static_cast<int>(unmarked.size())), 0);
     EXPECT_EQ(compiler.ModeWord(), Rapify::KernStyle);
     EXPECT_NE(compiler.rap_FindEmbeddedClass("A"), nullptr);
+}
+
+TEST_F(RapBinaryRead, ArrayAppendEntriesAreReadWithTheExtendedSyntax) {
+    Bytes bytes = raP("#define _KERN_\nitems[] += {\"b\", 2};", false, Rapify::ExtendedSyntax);
+    ASSERT_EQ(code, 0);
+    EXPECT_EQ(compiler.ProcessBinary(bytes.data(), static_cast<int>(bytes.size())), GE_InvalidFile);
+    EXPECT_NE(lines.find("an entry of unknown type 5 at offset 18"), std::string::npos);
+    ASSERT_EQ(compiler.ProcessBinary(bytes.data(), static_cast<int>(bytes.size()), Rapify::ExtendedSyntax), 0);
+    const RapClass* items = compiler.GetFirst()->firstChild();
+    EXPECT_EQ(items->kind(), RapClass::ArrayAppendKind);
+    EXPECT_STREQ(items->name(), "items");
+    bytes[19] = 2;
+    EXPECT_EQ(compiler.ProcessBinary(bytes.data(), static_cast<int>(bytes.size()), Rapify::ExtendedSyntax),
+              GE_InvalidFile);
+    EXPECT_NE(lines.find("an array-append entry with flags 2"), std::string::npos);
 }
 
 TEST_F(RapBinaryRead, HostileOffsetsEndWithACode) {

@@ -26,7 +26,10 @@ expect "sample mod compiles" 0 "^$samples/mod/config.cpp: 11 classes, 25 values,
     "$VEX" config check "$samples/mod/config.cpp"
 
 printf 'class A\n{\n    x = "one" two;\n};\n' > "$work/bad.cpp"
-expect "error names file and line" 1 "^vex: error: In File $work/bad.cpp: Line 3 Expected Semicolon \\(or eol\\) \\(code 18\\)$" \
+expect "error names file and line and marks the token" 1 \
+    "^vex: error: In File $work/bad.cpp: Line 3 Expected Semicolon \\(or eol\\) \\(code 18\\)
+    3 \\| x = \"one\" two;
+      \\|           \\^$" \
     "$VEX" config check "$work/bad.cpp"
 
 mkdir -p "$work/root/lib/tag" "$work/root/mod"
@@ -36,7 +39,9 @@ expect "include root" 0 "2 files read" "$VEX" config check "$work/root/mod/confi
 expect "rooted include without root" 1 "Cannot include file \\(code 29\\)" "$VEX" config check "$work/root/mod/config.cpp"
 
 printf '#include "missing.hpp"\n' > "$work/missing.cpp"
-expect "missing include" 1 "^vex: error: In File $work/missing.cpp: Line 1 Cannot include file \\(code 29\\)$" \
+expect "missing include" 1 "^vex: error: In File $work/missing.cpp: Line 1 Cannot include file \\(code 29\\)
+    1 \\| #include \"missing.hpp\"
+      \\|           \\^$" \
     "$VEX" -q config check "$work/missing.cpp"
 expect "missing file" 1 "invalid file \\(code 3\\)" "$VEX" config check "$work/none.cpp"
 expect "no file named" 2 "FILE is required" "$VEX" config check

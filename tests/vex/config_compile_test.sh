@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # vex config compile as a user runs it: config.cpp gives config.bin beside it, -o names the output,
-# --kern forces the offset style, decoded text compiles back to the same bytes, and failures exit
-# with status 1, the file and line of the error, and no file left behind.
+# the offset style unless the text or --reference chooses the inline style, --kern forcing the offset
+# style, decoded text compiling back to the same bytes, and failures that exit with status 1, the
+# file and line of the error, and no file left behind.
 set -euo pipefail
 : "${VEX:?set VEX to the vex binary}"
 work=$(mktemp -d)
@@ -18,15 +19,18 @@ printf 'class More: Base { list[] = {1, 2.5, "x"}; };\r\n' >"$work/root/tag/more
 
 "$VEX" -q config compile "$work/mod/config.cpp" -I "$work/root"
 check "config.cpp gives config.bin beside it" test -f "$work/mod/config.bin"
-check "the text chose the inline style" test "$(head -c 7 "$work/mod/config.bin" | od -An -tx1 | tr -d ' \n')" = 00726150040000
+check "the offset style is the default" test "$(head -c 8 "$work/mod/config.bin" | od -An -tx1 | tr -d ' \n')" = 0072615000000000
 
-"$VEX" -q config compile "$work/mod/config.cpp" -I "$work/root" --kern -o "$work/kern.bin"
-check "--kern writes the offset style" test "$(head -c 8 "$work/kern.bin" | od -An -tx1 | tr -d ' \n')" = 0072615000000000
+"$VEX" -q config compile --reference "$work/mod/config.cpp" -I "$work/root" -o "$work/tgr.bin"
+check "--reference: the inline style where the text chooses none" \
+    test "$(head -c 7 "$work/tgr.bin" | od -An -tx1 | tr -d ' \n')" = 00726150040000
+"$VEX" -q config compile --reference "$work/mod/config.cpp" -I "$work/root" --kern -o "$work/kern.bin"
+check "--kern writes the offset style" cmp -s "$work/kern.bin" "$work/mod/config.bin"
 
-"$VEX" config compile "$work/mod/config.cpp" -I "$work/root" -o "$work/noisy.bin" 2>"$work/stderr"
+"$VEX" config compile --reference "$work/mod/config.cpp" -I "$work/root" -o "$work/noisy.bin" 2>"$work/stderr"
 check "the output is reported with its style" grep -qx "wrote $work/noisy.bin: TGR style, [0-9]* bytes" "$work/stderr"
 
-for style in mod/config kern; do
+for style in mod/config tgr; do
     "$VEX" config decode "$work/$style.bin" -o "$work/decoded.cpp"
     "$VEX" -q config compile "$work/decoded.cpp" -o "$work/again.bin"
     check "$style: decoded text compiles to the same bytes" cmp -s "$work/$style.bin" "$work/again.bin"
@@ -44,11 +48,11 @@ check "the earlier output is kept" grep -qx earlier "$work/bad.bin"
 
 printf 'class A;\r\nclass B {};\r\n' >"$work/extern.cpp"
 status=0
-"$VEX" config compile "$work/extern.cpp" 2>"$work/stderr" || status=$?
+"$VEX" config compile --reference "$work/extern.cpp" 2>"$work/stderr" || status=$?
 check "extern in the inline style fails" grep -q 'Rap Output is TGR, extern class is not supported (code 38)' "$work/stderr"
 check "and leaves no file" test ! -e "$work/extern.bin"
-"$VEX" -q config compile --kern "$work/extern.cpp"
-check "--kern makes it writable" test -s "$work/extern.bin"
+"$VEX" -q config compile "$work/extern.cpp"
+check "the default style makes it writable" test -s "$work/extern.bin"
 
 "$VEX" -q config compile "$work/mod/config.cpp" -I "$work/root" -o "$work/absent/folders/"
 check "-o DIR/ makes the folders and writes FILE.bin in them" cmp -s "$work/mod/config.bin" "$work/absent/folders/config.bin"

@@ -23,6 +23,23 @@ prefix_folder=$(dirname "$(find "$work/out" -name PboPrefix.txt)")
 "$VEX" -q pack "$prefix_folder" -o "$work/again.pbo" --compress
 cmp "$work/mod.pbo" "$work/again.pbo" || fail "packing the unpacked folder gave other bytes"
 
+# Texts with a byte-order mark keep it through unpack and pack, and so do configs whose text chose the
+# inline style, in an archive of the newest style; --reference converts the marks, as the library does.
+cp -r "$samples/mod" "$work/marked"
+printf '\xef\xbb\xbf<?xml version="1.0"?>\r\n<Project name="lamps"/>\r\n' >"$work/marked/stringtable.xml"
+printf '\xef\xbb\xbfhint "lit";\r\n' >"$work/marked/parts/init.sqf"
+mkdir -p "$work/marked/old"
+printf '#define _TGR_\r\nclass Old { v = 1; };\r\n' >"$work/marked/old/config.cpp"
+"$VEX" -q pack "$work/marked" -o "$work/marked.pbo" -I "$samples" --mtime 1700000000 --compress
+"$VEX" -q unpack "$work/marked.pbo" -o "$work/marked-out" --decode
+marked_folder=$(dirname "$(find "$work/marked-out" -name PboPrefix.txt)")
+[ "$(head -c 3 "$marked_folder/stringtable.xml" | od -An -tx1 | tr -d ' \n')" = efbbbf ] || fail "the mark was dropped"
+"$VEX" -q pack "$marked_folder" -o "$work/marked-again.pbo" --compress
+cmp "$work/marked.pbo" "$work/marked-again.pbo" || fail "unpack and pack of marked texts gave other bytes"
+"$VEX" -q unpack "$work/marked.pbo" -o "$work/marked-reference" --decode --reference
+reference_folder=$(dirname "$(find "$work/marked-reference" -name PboPrefix.txt)")
+[ "$(head -c 5 "$reference_folder/stringtable.xml")" = '<?xml' ] || fail "--reference kept the mark"
+
 # Deterministic: the same folder twice gives the same archive. The compression lines read as lines.
 log=$("$VEX" pack "$samples/mod" -o "$work/twice.pbo" -I "$samples" --mtime 1700000000 --compress 2>&1)
 cmp "$work/mod.pbo" "$work/twice.pbo" || fail "two packs of one folder differ"
@@ -59,6 +76,17 @@ grep -qx "vex: warning: $work/sorted: no file matches --exclude '\*.none'" "$wor
 "$VEX" -q pack "$work/sorted" -o - --mtime 1700000000 --exclude work,*.bak >"$work/piped.pbo"
 "$VEX" -q pack "$work/sorted" --mtime 1700000000 --exclude work,*.bak
 cmp "$work/sorted.pbo" "$work/piped.pbo" || fail "-o - gives other bytes"
+
+# A config that does not compile: its error and its line under the build's.
+mkdir -p "$work/badconfig"
+printf 'class A: Missing {};\n' >"$work/badconfig/config.cpp"
+set +e
+message=$("$VEX" -q pack "$work/badconfig" --prefix p 2>&1); status=$?
+set -e
+[ "$status" -eq 1 ] || fail "a bad config: exit $status"
+[ "$message" = "vex: error: $work/badconfig: Rap or Rapfile error: In File $work/badconfig/config.cpp: Line 1 rap: missing inheritence class(es) (code -15)
+    1 | class A: Missing {};
+      |          ^" ] || fail "a bad config: $message"
 
 # A folder with an unreadable file: exit 1, message with its code, the earlier archive kept.
 mkdir -p "$work/bad"

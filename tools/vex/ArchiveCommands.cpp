@@ -11,6 +11,7 @@
 #include "archivefile/foundation/NamePatterns.h"
 #include "archivefile/foundation/PathRules.h"
 #include "archivefile/foundation/Platform.h"
+#include "tools/vex/ConfigSupport.h"
 #include "tools/vex/JsonOutput.h"
 #include "tools/vex/Tool.h"
 
@@ -34,6 +35,7 @@ struct UnpackOptions {
     bool ignorePrefix = false;
     bool strict = false;
     bool brief = false;
+    bool reference = false;
 };
 
 // A file that exists is opened as it is named; a name without one may still mean NAME.pbo.
@@ -129,6 +131,7 @@ int list(Tool& tool, const ListOptions& options) {
 
 int unpackOne(Tool& tool, const UnpackOptions& options, const std::string& name, int flags) {
     ArchiveFile& archive = *tool.root().archiveFile();
+    archive.setConfigOptions(configOptions(options.reference));
     std::string path;
     if (const int status = tool.input(name, Expected::Archive, path, ".pbo"); status != Success) return status;
     archivefile::NamePatterns selection(options.files);
@@ -163,7 +166,9 @@ int unpack(Tool& tool, const UnpackOptions& options) {
     }
     int flags = 0;
     if (options.ignorePrefix) flags |= ArchiveFile::IgnorePrefix;
-    if (options.decode) flags |= ArchiveFile::DecodeText;
+    // Only binarised configs become text: every other entry keeps its bytes, so that packing the
+    // folder again gives the same archive.
+    if (options.decode) flags |= ArchiveFile::DecodeText | (options.reference ? 0 : ArchiveFile::KeepText);
     if (options.brief) flags |= ArchiveFile::Brief;
     if (options.strict) flags |= ArchiveFile::Strict;
     int status = Success;
@@ -195,7 +200,8 @@ void addArchiveCommands(CLI::App& app, Tool& tool) {
     unpackCommand->add_option("-o,--output", unpacking->output,
                               "Extract under this folder (default: beside each archive, in a folder named after it)");
     unpackCommand->add_flag("-d,--decode", unpacking->decode,
-                            "Turn binarised configs into text; config.bin is written as config.cpp");
+                            "Turn binarised configs into text; config.bin is written as config.cpp, and every other "
+                            "entry keeps its bytes");
     unpackCommand->add_option("--files", unpacking->files,
                               "Only the entries that these shell patterns, separated by commas, match: a pattern "
                               "without / against each name and folder name (*.p3d, data), one with / against "
@@ -205,6 +211,10 @@ void addArchiveCommands(CLI::App& app, Tool& tool) {
     unpackCommand->add_flag("--strict", unpacking->strict,
                             "A wrong or missing checksum, residual bytes or an empty selection is an error");
     unpackCommand->add_flag("--brief", unpacking->brief, "No header report and no prefix-file lines");
+    unpackCommand->add_flag("--reference", unpacking->reference,
+                            "Decode exactly as the library does by default: texts with a byte-order mark are "
+                            "converted, anything beginning with a zero byte is taken for a binarised config, and "
+                            "array-append entries are refused");
     tool.setAction(*unpackCommand, [unpacking, &tool] { return unpack(tool, *unpacking); });
 }
 

@@ -13,6 +13,7 @@
 
 #include "archivefile/config/Rapify.h"
 #include "archivefile/foundation/GenericError.h"
+#include "tools/vex/ConfigSupport.h"
 #include "tools/vex/Tool.h"
 
 namespace vex {
@@ -22,7 +23,13 @@ namespace {
 struct CheckOptions {
     std::string input;
     std::string includeRoot;
+    bool reference = false;
 };
+
+constexpr const char* ReferenceHelp =
+    "Read and write configs exactly as the library does by default: no extended syntax (a lone #, a define "
+    "given again, #pragma and []+= are refused, continued assignments get their semicolon), and the inline "
+    "style when the text chooses none";
 
 // The "config" group is shared with the decoder's command: whichever command is added first
 // creates it, so that there is only one.
@@ -62,10 +69,11 @@ int checkConfig(Tool& tool, const CheckOptions& options) {
     std::string path;
     if (const int status = tool.input(options.input, Expected::ConfigText, path); status != Success) return status;
     compiler->SetIncludeRoot(options.includeRoot.c_str());
-    const int code = compileText(tool, *compiler, options.input, path, 0);
+    const int code = compileText(tool, *compiler, options.input, path, configOptions(options.reference));
     int status = Success;
     if (code != archivefile::GE_NoError) {
         status = tool.report(code, compiler->ErrorString(code));
+        printConfigErrorPlace(*compiler);
     } else {
         const archivefile::Rapify::Statistics& figures = compiler->statistics();
         std::printf("%s: %lld classes, %lld values, %lld defines, %lld files read (%lld lines, %lld bytes expanded)\n",
@@ -83,6 +91,7 @@ struct CompileOptions {
     std::string output;
     std::string includeRoot;
     bool kern = false;
+    bool reference = false;
 };
 
 // config.cpp is binarised into config.bin beside it, or inside the folder that -o names.
@@ -127,12 +136,15 @@ int compileConfig(Tool& tool, const CompileOptions& options) {
 
     compiler->SetIncludeRoot(options.includeRoot.c_str());
     // --kern binarises as an archive of the newer styles does: the text is read as newer text too.
-    int code = compileText(tool, *compiler, options.input, path, options.kern ? archivefile::Rapify::ForceKern : 0);
+    const int compileOptions =
+        configOptions(options.reference) | (options.kern ? archivefile::Rapify::ForceKern : 0);
+    int code = compileText(tool, *compiler, options.input, path, compileOptions);
     std::vector<std::uint8_t> bytes;
     if (code == archivefile::GE_NoError)
         code = toStandardOutput ? compiler->OutputRap(bytes, options.kern) : compiler->OutputRap(output.c_str(), options.kern);
     if (code != archivefile::GE_NoError) {
         const int status = tool.report(code, compiler->ErrorString(code));
+        printConfigErrorPlace(*compiler);
         compiler->Close();
         return status;
     }
@@ -159,11 +171,13 @@ void addConfigCommands(CLI::App& app, Tool& tool) {
         ->required();
     check->add_option("-I,--include-root", options->includeRoot,
                       "The folder that include names starting with a backslash (or a drive) are looked for in");
+    check->add_flag("--reference", options->reference, ReferenceHelp);
     tool.setAction(*check, [options, &tool] { return checkConfig(tool, *options); });
 
     auto compileOptions = std::make_shared<CompileOptions>();
     CLI::App* compile = configGroup(app).add_subcommand(
-        "compile", "Compile a config text into its binarised form (raP), in the style the text chooses");
+        "compile", "Compile a config text into its binarised form (raP): KerN style unless the text chooses another "
+                   "(#define _TGR_ the inline style, #define _XBOX_ WithSignature the signed style)");
     compile->add_option("FILE", compileOptions->input, "The config text (config.cpp, ...; - for standard input)")
         ->required();
     compile->add_option("-o,--output", compileOptions->output,
@@ -172,6 +186,7 @@ void addConfigCommands(CLI::App& app, Tool& tool) {
     compile->add_flag("--kern", compileOptions->kern, "Write KerN style where the text chose TGR style");
     compile->add_option("-I,--include-root", compileOptions->includeRoot,
                         "The folder that include names starting with a backslash (or a drive) are looked for in");
+    compile->add_flag("--reference", compileOptions->reference, ReferenceHelp);
     tool.setAction(*compile, [compileOptions, &tool] { return compileConfig(tool, *compileOptions); });
 }
 

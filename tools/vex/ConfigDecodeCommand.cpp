@@ -11,6 +11,7 @@
 
 #include "archivefile/config/RapFile.h"
 #include "archivefile/foundation/GenericError.h"
+#include "tools/vex/ConfigSupport.h"
 #include "tools/vex/Tool.h"
 
 namespace vex {
@@ -21,6 +22,7 @@ struct DecodeOptions {
     std::string input;
     std::string output;
     bool tabs = false;
+    bool reference = false;
 };
 
 // The "config" group is shared with the compiler's commands: whichever command is added first
@@ -48,11 +50,13 @@ int decodeConfig(Tool& tool, const DecodeOptions& options) {
     }
     decoder->SetCallBack(tool.callback());
     decoder->SetTabChar(options.tabs);
+    const int decodeOptions = configOptions(options.reference);
     int code = archivefile::GE_InvalidFile;
     if (options.input != "-") {
-        code = decoder->OpenRap(path.c_str());
+        code = decoder->OpenRap(path.c_str(), decodeOptions);
     } else if (const std::optional<std::string> bytes = tool.contentOf(path)) {
-        code = decoder->Rap2Text({reinterpret_cast<const std::uint8_t*>(bytes->data()), bytes->size()}, "-");
+        code = decoder->Rap2Text({reinterpret_cast<const std::uint8_t*>(bytes->data()), bytes->size()}, "-",
+                                 decodeOptions);
     }
     if (toStandardOutput) {
         // The text goes out even when decoding stopped early: it ends in a comment line naming the
@@ -78,6 +82,8 @@ void addConfigDecodeCommand(CLI::App& app, Tool& tool) {
                        "Write the text to this file, replaced only when decoding succeeds, or into this folder "
                        "(default, and with -: standard output)");
     decode->add_flag("--tabs", options->tabs, "Indent with tabs instead of blanks");
+    decode->add_flag("--reference", options->reference,
+                     "Decode exactly as the library does by default: array-append entries (type 5) are refused");
     tool.setAction(*decode, [options, &tool] { return decodeConfig(tool, *options); });
 }
 

@@ -193,7 +193,7 @@ void describeRap(Tool& tool, InfoInput& input, Description& description) {
     RapFile& decoder = *tool.root().rapFile();
     decoder.SetCallBack(collect);
     const std::span<const unsigned char> bytes = input.bytes();
-    const int code = decoder.Rap2Text({bytes.data(), bytes.size()}, input.path().c_str());
+    const int code = decoder.Rap2Text({bytes.data(), bytes.size()}, input.path().c_str(), RapFile::ExtendedSyntax);
     takeReported(description);
     if (code != 0) {
         fail(description, decoder, code);

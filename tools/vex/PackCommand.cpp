@@ -13,6 +13,7 @@
 #include "archivefile/foundation/PathRules.h"
 #include "archivefile/foundation/Platform.h"
 #include "archivefile/model/P3dHeader.h"
+#include "tools/vex/ConfigSupport.h"
 #include "tools/vex/ContentKind.h"
 #include "tools/vex/Tool.h"
 
@@ -33,6 +34,7 @@ struct PackOptions {
     bool compress = false;
     bool binarize = true;
     bool checkModels = false;
+    bool reference = false;
     std::optional<std::int64_t> mtime;
 };
 
@@ -95,6 +97,7 @@ int pack(Tool& tool, const PackOptions& options) {
     archive.setBuildTime(options.mtime);
     archive.setIncludeRoot(options.includeRoot.c_str());
     archive.setCompileCallback(tool.detailCallback());
+    archive.setConfigOptions(configOptions(options.reference));
     archivefile::NamePatterns exclusion(options.exclude);
     archive.setExclusion(exclusion.empty() ? nullptr : &exclusion);
     archive.setProgress(&tool.progress());
@@ -104,6 +107,14 @@ int pack(Tool& tool, const PackOptions& options) {
     archive.setExclusion(nullptr);
     for (const std::string& pattern : exclusion.unmatched())
         tool.warn(options.folder + ": no file matches --exclude '" + pattern + "'");
+    if (code == archivefile::AE_RapError) {
+        // A config that does not compile: its error, and where it stands, under the build's.
+        archivefile::Rapify& compiler = *tool.root().rapify();
+        const int status = tool.report(code, options.folder + ": " + archive.ErrorString(code) + ": " +
+                                                 compiler.ErrorString(compiler.ErrorCode()));
+        printConfigErrorPlace(compiler);
+        return status;
+    }
     if (code != archivefile::AE_NoError) return tool.report(code, options.folder + ": " + archive.ErrorString(code));
 
     const std::string& built = archive.builtArchive();
@@ -149,6 +160,9 @@ void addPackCommand(CLI::App& app, Tool& tool) {
                       "Open every model first; list the textures and materials its faces name that are neither in "
                       "the folder nor under -I, and stop if there are any");
     command->add_option("--mtime", options->mtime, "Write this time (seconds since 1970) for every entry");
+    command->add_flag("--reference", options->reference,
+                      "Compile config.cpp files exactly as the library does by default: no extended syntax, and the "
+                      "inline style when the text chooses none (KerN style for the styles kern-nosha, regal and kern)");
     tool.setAction(*command, [options, &tool] { return pack(tool, *options); });
 }
 

@@ -9,7 +9,6 @@
 #include <string>
 #include <system_error>
 
-#include "archivefile/config/Rapify.h"
 #include "archivefile/foundation/GenericError.h"
 #include "archivefile/foundation/PathRules.h"
 #include "archivefile/foundation/Platform.h"
@@ -107,11 +106,7 @@ std::string folderAdvice(const std::string& name, Expected expected) {
 
 }  // namespace
 
-Tool::Tool() : progress_(Console::standardError()) {
-    CancelWatch::start();
-    // Inline-style configs that end with their root decode and compile back to the same bytes.
-    if (archivefile::Rapify* compiler = root_.rapify()) compiler->setInlineEnumTableOnlyWhenDeclared(true);
-}
+Tool::Tool() : progress_(Console::standardError()) { CancelWatch::start(); }
 
 void Tool::setAction(CLI::App& command, std::function<int()> action, bool takesJson) {
     command.callback([this, &command, action = std::move(action), takesJson] {
