@@ -48,13 +48,6 @@ TEST_F(ConfigExtendedSyntax, ArrayAppendIsAnEntryOfItsOwn) {
     EXPECT_EQ(error(text), "In File test.cpp: Line 2 Expected ]={");
 }
 
-TEST_F(ConfigExtendedSyntax, ContinuedLinesAreJoinedAsTheyStand) {
-    const std::string text = "#define QUOTE(x) #x\ncond = QUOTE( \\\n    a && b \\\n);";
-    ASSERT_EQ(compileText(text, Extended), 0) << compiler.ErrorString(code);
-    EXPECT_EQ(dumpTree(compiler.GetFirst()), "cond=\"a && b\"");
-    EXPECT_EQ(tree(text), "cond=\"; a && b\"");
-}
-
 TEST_F(ConfigExtendedSyntax, TheOffsetStyleIsTheDefaultUnlessTheTextChoosesTheInlineStyle) {
     const auto style = [&](const char* text, int options) {
         EXPECT_EQ(compileText(text, options), 0) << compiler.ErrorString(code);

@@ -6,20 +6,14 @@ namespace {
 
 using ConfigLines = ConfigTest;
 
-TEST_F(ConfigLines, LineCommentIsDroppedWhileSlashesInsideStringsStay) {
+TEST_F(ConfigLines, CommentsGoWhileSlashesInStringsAndTextAroundThemStay) {
     EXPECT_EQ(tree("a = \"http://x/y\"; // note\r\nb = 2; // c = 3;\r\n"), "a=\"http://x/y\" b=2");
-}
-
-TEST_F(ConfigLines, TextAroundABlockCommentIsKept) {
     EXPECT_EQ(tree("a = 1; /* one\n two */ b = 2;\nc /* x */ = 3;\n/**/d=4;"), "a=1 b=2 c=3 d=4");
 }
 
-TEST_F(ConfigLines, CommentOpenerInsideACommentIsRefused) {
+TEST_F(ConfigLines, NestedAndUnendedCommentsAreRefused) {
     EXPECT_EQ(error("a = 1;\n/* outer /* inner */\n"), "In File test.cpp: Line 2 Recursive comment /*");
     EXPECT_EQ(code, Rapify::RAP_RecursiveComment);
-}
-
-TEST_F(ConfigLines, CommentWithoutItsEndIsRefused) {
     EXPECT_EQ(error("a = 1;\n/* never\nclosed\n"), "In File test.cpp: Line 3 EOF encountered");
     EXPECT_EQ(callbackLines().back(), "the comment opened at line 2 has no end\r\n");
 }
@@ -29,18 +23,14 @@ TEST_F(ConfigLines, QuoteLeftOpenIsRefusedUnlessOnlyBlanksFollowIt) {
     EXPECT_EQ(tree("a = \"   \nb = 1;"), "a=\"\" b=1");
 }
 
-TEST_F(ConfigLines, ContinuedAssignmentGetsTheSemicolonItLacks) {
+TEST_F(ConfigLines, ContinuedLinesAreJoined) {
+    // An assignment continued onto the next line gets the semicolon it lacks.
     EXPECT_EQ(tree("a = 1 \\\nb = 2;\nclass C {} \\\n;\nclass D { \\\n x = 1; \\\n y = 2 \\\n };"),
               "a=1 b=2 class C {}; class D {x=1 y=2};");
     EXPECT_EQ(tree("#define BODY(v) class E { \\\n  list[] = { \\\n    v \\\n  }; \\\n};\nBODY(1)"),
               "class E {list[]={\"; 1\"}};");
-}
-
-TEST_F(ConfigLines, ContinuationSkipsBlankLinesAndComments) {
+    // Blank lines and comments after the slash are skipped; newer text is joined with one blank only.
     EXPECT_EQ(tree("a = x \\\n\n   // nothing\n  b = y;"), "a=\"x\" b=\"y\"");
-}
-
-TEST_F(ConfigLines, NewerTextIsJoinedWithOneBlankOnly) {
     EXPECT_EQ(tree("#define _kern_\na = x \\\n   y;"), "a=\"x y\"");
 }
 

@@ -201,20 +201,6 @@ TEST(RapRoundTrip, RandomTreesInEveryStyle) {
     }
 }
 
-TEST(RapRoundTrip, DecodedFilesCompileBackWhereTheOffsetStyleIsTheDefault) {
-    constexpr int options = Extended | Rapify::KernByDefault;
-    Rapify compiler(nullptr);
-    const std::string body = "class A { x[] = {1, \"two\"}; class B {}; };\nclass C: A { y = 2.5; };\n";
-    const Bytes inlineWithTable = compile(compiler, body + "enum { e = 4 };\n");
-    // Inline-style files come without an enum table too: the root ends them.
-    Bytes inlineWithout = compile(compiler, body);
-    inlineWithout.resize(inlineWithout.size() - 4);
-    const Bytes files[] = {inlineWithTable, inlineWithout,
-                           compile(compiler, "#define _KERN_\n" + body + "z[] += {3};\n", false, options),
-                           compile(compiler, "#define _XBOX_ WithSignature\n" + body, false, options)};
-    for (const Bytes& file : files) EXPECT_EQ(compile(compiler, decode(file, options), false, options), file);
-}
-
 TEST(RapRoundTrip, SampleModAndGeneratedTree) {
     Rapify compiler(nullptr);
     compiler.SetIncludeRoot(ARCHIVEFILE_SAMPLES);
