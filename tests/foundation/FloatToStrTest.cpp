@@ -2,8 +2,6 @@
 
 #include <cfloat>
 #include <clocale>
-#include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -25,25 +23,15 @@ float fromBits(std::uint32_t bits) {
 
 }  // namespace
 
-TEST(FloatToStr, OrdinaryFloatsUseTheFewestDigitsAndKeepOneDecimal) {
+// float_text_check holds every float to the rule; these are the texts a reader of decoded files sees.
+TEST(FloatToStr, FewestDigitsWithOneDecimalOrTheExponentForm) {
     EXPECT_EQ(text(0.1f), "0.1");
     EXPECT_EQ(text(1.0f), "1.0");
-    EXPECT_EQ(text(100.0f), "100.0");
-    EXPECT_EQ(text(1.5f), "1.5");
-    EXPECT_EQ(text(16777216.0f), "16777216.0");
-    EXPECT_EQ(text(-2.25f), "-2.25");
-    EXPECT_EQ(text(0.0f), "0.0");
     EXPECT_EQ(text(-0.0f), "-0.0");
+    EXPECT_EQ(text(16777216.0f), "16777216.0");
     // Needs more than six digits to read back exactly.
     EXPECT_EQ(text(0.3f + 0.6f), "0.90000004");
-    EXPECT_EQ(text(1234567.0f), "1234567.0");
-}
-
-TEST(FloatToStr, ExponentFormsAreLeftAsTheyAre) {
     EXPECT_EQ(text(1e-30f), "1e-30");
-    const std::string largest = text(FLT_MAX);
-    EXPECT_NE(largest.find('e'), std::string::npos);
-    EXPECT_EQ(std::strtof(largest.c_str(), nullptr), FLT_MAX);
     EXPECT_EQ(text(1e20f), "1e+20");
 }
 
@@ -98,11 +86,4 @@ TEST(FloatToStr, TextDoesNotDependOnTheProcessLocale) {
     EXPECT_EQ(text(0.1f), "0.1");
     EXPECT_EQ(text(0.25), "0.25");
     std::setlocale(LC_ALL, "C");
-}
-
-TEST(FloatToStr, FewerDigitsThatReadBackOnlyThroughTheDoubleAreKept) {
-    // "7.038531e-26" is not the nearest to this float as a decimal, but through atof's double it
-    // rounds onto the midpoint with the float's neighbour, and the tie goes to this even mantissa.
-    EXPECT_EQ(text(fromBits(0x15ae43feu)), "7.038531e-26");
-    EXPECT_EQ(text(fromBits(0x95ae43feu)), "-7.038531e-26");
 }

@@ -8,7 +8,6 @@
 #include "archivefile/foundation/Platform.h"
 #include "archivefile/foundation/TextException.h"
 #include "archivefile/foundation/VexDLL.h"
-#include "archivefile/foundation/VexDLLExt.h"
 #include "archivefile/foundation/VexFileIO.h"
 
 using namespace archivefile;
@@ -27,22 +26,6 @@ TEST(GenericError, EveryCodeHasItsText) {
     EXPECT_STREQ(GenericError::ErrorString(9), "User cancelled");
     EXPECT_STREQ(GenericError::ErrorString(10), "dll Unknown throw Error");
     EXPECT_STREQ(GenericError::ErrorString(-1), "dll Unknown throw Error");
-}
-
-TEST(VexDLL, CreatesEveryHandlerAndReportsItsVersion) {
-    VexDLLExt root;
-    EXPECT_STREQ(root.VersionStr(), "4.11");
-    EXPECT_NE(root.archiveFile(), nullptr);
-    EXPECT_NE(root.rapFile(), nullptr);
-    EXPECT_NE(root.rapify(), nullptr);
-    EXPECT_NE(root.p3dFile(), nullptr);
-    EXPECT_NE(root.fxyFile(), nullptr);
-    EXPECT_NE(root.pewFile(), nullptr);
-    EXPECT_NE(root.pacFile(), nullptr);
-    EXPECT_NE(root.vexSound(), nullptr);
-    EXPECT_NE(root.wrpFile(), nullptr);
-    EXPECT_NE(root.rtmFile(), nullptr);
-    EXPECT_NE(root.texFile(), nullptr);
 }
 
 TEST(VexDLL, VersionAndDatesDoNotFollowTheProcessLocale) {
