@@ -1,9 +1,21 @@
 // Queries over the class tree, its builders and checks, the merge of two trees, and error texts.
+#include <functional>
+
 #include "archivefile/foundation/TextException.h"
 #include "tests/config/ConfigTestSupport.h"
 
 namespace archivefile::testing {
 namespace {
+
+// The text that `call` throws, for the misuses the tree reports that way.
+std::string thrownText(const std::function<void()>& call) {
+    try {
+        call();
+    } catch (const TextException& text) {
+        return text.what();
+    }
+    return "nothing thrown";
+}
 
 using ConfigQueries = ConfigTest;
 using ConfigErrors = ConfigTest;
@@ -53,31 +65,16 @@ TEST_F(ConfigQueries, SimpleArraysAreOneDimensional) {
     EXPECT_EQ(Rapify::rap_GetNextSimpleArrayEntry(Rapify::rap_GetNextSimpleArrayEntry(first)), nullptr);
     EXPECT_EQ(Rapify::rap_GetFirstSimpleArrayEntry(nullptr), nullptr);
 
-    const auto message = [](auto call) {
-        try {
-            call();
-        } catch (const TextException& text) {
-            return std::string(text.what());
-        }
-        return std::string("nothing thrown");
-    };
-    EXPECT_EQ(message([&] { Rapify::rap_GetFirstSimpleArrayEntry(compiler.rap_FindEmbeddedArray("nested")); }),
+    EXPECT_EQ(thrownText([&] { Rapify::rap_GetFirstSimpleArrayEntry(compiler.rap_FindEmbeddedArray("nested")); }),
               "array is not one dimensional");
     RapClass* late = Rapify::rap_GetFirstSimpleArrayEntry(compiler.rap_FindEmbeddedArray("late"));
-    EXPECT_EQ(message([&] { Rapify::rap_GetNextSimpleArrayEntry(late); }), "array is not one dimensional");
-    EXPECT_EQ(message([&] { Rapify::rap_GetFirstSimpleArrayEntry(compiler.rap_FindEmbeddedVar("value")); }),
+    EXPECT_EQ(thrownText([&] { Rapify::rap_GetNextSimpleArrayEntry(late); }), "array is not one dimensional");
+    EXPECT_EQ(thrownText([&] { Rapify::rap_GetFirstSimpleArrayEntry(compiler.rap_FindEmbeddedVar("value")); }),
               "internal error: type is not an array");
 }
 
 TEST_F(ConfigQueries, BrokenPrimaryIsAnInternalFault) {
-    const auto message = [&] {
-        try {
-            compiler.rap_FindEmbeddedClass("x");
-        } catch (const TextException& text) {
-            return std::string(text.what());
-        }
-        return std::string("nothing thrown");
-    };
+    const auto message = [&] { return thrownText([&] { compiler.rap_FindEmbeddedClass("x"); }); };
     RapClass* primary = compiler.GetFirst();
     primary->setText("Base");
     EXPECT_EQ(message(), "internal rapbuild error: primary cannot have inheritance");

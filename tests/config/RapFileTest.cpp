@@ -17,6 +17,11 @@ using Bytes = std::vector<std::uint8_t>;
 
 namespace {
 
+// Writes `value` over the four bytes at `at`, little-endian.
+void put32(Bytes& bytes, std::size_t at, std::int64_t value) {
+    for (int i = 0; i < 4; ++i) bytes[at + i] = static_cast<std::uint8_t>(static_cast<std::uint64_t>(value) >> (8 * i));
+}
+
 // raP pieces, little-endian.
 struct Raw {
     Bytes bytes;
@@ -33,8 +38,8 @@ struct Raw {
         return byte(0);
     }
     Raw& i32(std::int32_t value) {
-        for (int shift = 0; shift < 32; shift += 8)
-            byte(static_cast<int>((static_cast<std::uint32_t>(value) >> shift) & 0xFF));
+        bytes.resize(bytes.size() + 4);
+        put32(bytes, bytes.size() - 4, value);
         return *this;
     }
     Raw& f32(float value) { return i32(std::bit_cast<std::int32_t>(value)); }
@@ -54,8 +59,8 @@ Raw array(std::string_view name, const Raw& elements) { return Raw().byte(2).tex
 struct Body {
     std::string inherited;
     std::vector<Raw> entries;
-    std::vector<bool> isClass;
     std::vector<Body> children;  // the bodies of the class entries, in entry order
+    std::vector<bool> isClass;
     Body& inherits(std::string_view base) {
         inherited = base;
         return *this;
@@ -71,27 +76,21 @@ struct Body {
         children.push_back(std::move(child));
         return *this;
     }
-    std::size_t size() const {
-        const std::size_t countSize = entries.size() < 128 ? 1 : entries.size() < 16384 ? 2 : 3;
-        std::size_t total = inherited.size() + 1 + countSize + 4 + 4 * children.size();
-        for (const Raw& entry : entries) total += entry.bytes.size();
-        return total;
-    }
-    std::size_t treeSize() const {
-        std::size_t total = size();
-        for (const Body& child : children) total += child.treeSize();
-        return total;
-    }
+    // The offsets are written as zeros first and filled in once what they point at is placed.
     void write(Raw& out) const {
-        const auto end = static_cast<std::int32_t>(out.bytes.size() + size());
-        auto next = end;
         out.text(inherited).count(static_cast<std::uint32_t>(entries.size()));
-        for (std::size_t i = 0, child = 0; i < entries.size(); ++i) {
+        std::vector<std::size_t> offsets;
+        for (std::size_t i = 0; i < entries.size(); ++i) {
             out.add(entries[i]);
-            if (isClass[i]) out.i32(next), next += static_cast<std::int32_t>(children[child++].treeSize());
+            if (!isClass[i]) continue;
+            offsets.push_back(out.bytes.size());
+            out.i32(0);
         }
-        out.i32(end);
-        for (const Body& child : children) child.write(out);
+        out.i32(static_cast<std::int32_t>(out.bytes.size()) + 4);  // the body's end, where its first child starts
+        for (std::size_t child = 0; child < children.size(); ++child) {
+            put32(out.bytes, offsets[child], static_cast<std::int64_t>(out.bytes.size()));
+            children[child].write(out);
+        }
     }
 };
 
@@ -103,8 +102,7 @@ Bytes offsetFile(const Body& root, const Raw& enumTable = Raw().i32(0), bool wit
     const std::size_t enumField = out.bytes.size();
     out.i32(0);
     root.write(out);
-    Raw patched = Raw().i32(static_cast<std::int32_t>(out.bytes.size()));
-    std::copy(patched.bytes.begin(), patched.bytes.end(), out.bytes.begin() + static_cast<std::ptrdiff_t>(enumField));
+    put32(out.bytes, enumField, static_cast<std::int64_t>(out.bytes.size()));
     return out.add(enumTable).bytes;
 }
 
@@ -262,8 +260,7 @@ TEST(RapFileErrors, HostileBodyOffsetsEndInACode) {
     // The offset fields: the root's entry for A at 21, A's entry for B at 34; A's body starts at 29.
     auto withOffset = [&](std::size_t field, std::int32_t offset) {
         Bytes bytes = good;
-        for (int i = 0; i < 4; ++i)
-            bytes[field + i] = static_cast<std::uint8_t>(static_cast<std::uint32_t>(offset) >> (8 * i));
+        put32(bytes, field, offset);
         return decode(bytes).code;
     };
     ASSERT_EQ(decode(good).code, 0);
@@ -284,8 +281,7 @@ TEST(RapFileErrors, SharedBodiesCannotMultiplyTheWork) {
         out.text("").count(2).byte(0).text("a").i32(next).byte(0).text("b").i32(next).i32(next);
     }
     out.text("").count(0).i32(static_cast<std::int32_t>(out.bytes.size()) + 4).i32(0);
-    Raw field = Raw().i32(static_cast<std::int32_t>(out.bytes.size()) - 4);
-    std::copy(field.bytes.begin(), field.bytes.end(), out.bytes.begin() + 12);
+    put32(out.bytes, 12, static_cast<std::int64_t>(out.bytes.size()) - 4);
     EXPECT_EQ(decode(out.bytes).code, GE_InvalidFile);
 }
 
