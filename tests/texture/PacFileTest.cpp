@@ -74,7 +74,6 @@ TEST_F(PacRead, ListsEveryPartAndWritesTheSameBytesBack) {
     const PacFile::MipMap* second = pac.mipMaps().GetNext(pac.mipMaps().GetFirst());
     EXPECT_TRUE(second->compressed);
     EXPECT_EQ(std::string(second->pixels().begin(), second->pixels().end()), std::string(8, '\x22'));
-    EXPECT_EQ(pac.mipMaps().GetPrevious(second), pac.mipMaps().GetFirst());
     EXPECT_EQ(written(), dxt1().bytes());
 
     // Every tagg, in the order the writer uses, and a procedure text.
@@ -289,7 +288,6 @@ TEST_F(PacRead, FilesOpenByTheirNameWithPacBeforePaa) {
     EXPECT_EQ(pac.Open((folder / "a.paa").c_str(), collect), 0);
     EXPECT_EQ(pac.type(), PacFile::TypeDxt1);
     EXPECT_EQ(pac.Open((folder / "b").c_str(), collect), GE_InvalidFile);
-    EXPECT_EQ(pac.Open(folder.path().c_str(), collect), GE_InvalidFile);
     EXPECT_STREQ(pac.ErrorString(PacFile::UnknownTagg), "PaxFile: Unkown Tagg");
     EXPECT_STREQ(pac.ErrorString(PacFile::MipMapCountExceeded), "PaxFile: MipMapOffsets.nMaps exceeded");
     EXPECT_STREQ(pac.ErrorString(7), "residual bytes in file");
