@@ -51,11 +51,7 @@ double roundTripSnr(int compression, const Samples& original) {
 }
 
 TEST(WssCodec, ByteCodesMoveARunningValuePerChannel) {
-    const auto& steps = WssCodec::byteSteps();
-    EXPECT_EQ(steps[127], 32767);
-    for (int code = 0; code <= 4; ++code) EXPECT_EQ(steps[code], 0) << code;
-    EXPECT_EQ(steps[5], 1);
-    EXPECT_EQ(steps[100], 3592);
+    for (int code = 0; code <= 4; ++code) EXPECT_EQ(WssCodec::byteSteps()[code], 0) << code;
     // 127 and -127 are full swings, -128 reads as -127, and the value is clamped to 16 bits.
     EXPECT_EQ(expanded(WssCodec::Byte, {127, 0x81, 0x80, 5, 0xFB, 127, 127}, 1),
               (Samples{32767, 0, -32767, -32766, -32767, 0, 32767}));
