@@ -130,6 +130,18 @@ TEST(LzssDecode, ChecksumOfEitherSignednessIsAccepted) {
     const Bytes high(5000, 0xFF);
     EXPECT_EQ(BlockCoder::checksum(high, false), 5000u * 255u);
     EXPECT_EQ(BlockCoder::checksum(high, true), static_cast<uint32_t>(-5000));
+    // The sums are taken eight bytes at a time; byte by byte is the plain reading, across every split
+    // into words and a tail.
+    for (size_t size = 0; size < 300; ++size) {
+        const Bytes data = noise(size, static_cast<unsigned>(size));
+        uint32_t plain = 0, withSign = 0;
+        for (uint8_t b : data) {
+            plain += b;
+            withSign += static_cast<uint32_t>(static_cast<int8_t>(b));
+        }
+        ASSERT_EQ(BlockCoder::checksum(data, false), plain);
+        ASSERT_EQ(BlockCoder::checksum(data, true), withSign);
+    }
 }
 
 TEST(LzssDecode, DamagedStreamsFailWithoutOverrun) {
