@@ -61,12 +61,15 @@ TEST_F(P3dHeaderKinds, EveryBinarisedVersionIsKnownWithItsTextAndFamily) {
     }
 }
 
-TEST_F(P3dHeaderKinds, VersionsBesideTheKnownOnesAreBadHeaders) {
+TEST_F(P3dHeaderKinds, OtherVersionsAndSignaturesAreBadHeadersAndShortFilesEndEarly) {
     for (const std::int32_t version : {0, 6, 8, 39, 41, 57, 59, 10042, 10044}) {
         EXPECT_EQ(openBytes(odol(version, 1, floats({1.0f}))), P3dFile::BadHeader) << version;
         EXPECT_EQ(lines, "");
     }
     EXPECT_STREQ(model.ErrorString(P3dFile::BadHeader), "P3D: bad header");
+    EXPECT_EQ(openBytes("ODOX" + odol(7, 1).substr(4)), P3dFile::BadHeader);
+    EXPECT_EQ(openBytes("OD"), GE_PrematureEof);
+    EXPECT_EQ(openBytes("ODOL\x07\x00"), GE_PrematureEof);
 }
 
 TEST_F(P3dHeaderKinds, EditableSignatureIgnoresCaseAndOnlyVersion257IsAccepted) {
@@ -84,12 +87,6 @@ TEST_F(P3dHeaderKinds, EditableSignatureIgnoresCaseAndOnlyVersion257IsAccepted) 
         other[5] = static_cast<char>(version >> 8);
         EXPECT_EQ(openBytes(other), P3dFile::BadHeader) << version;
     }
-}
-
-TEST_F(P3dHeaderKinds, UnknownSignaturesAndShortFilesAreRefused) {
-    EXPECT_EQ(openBytes("ODOX" + odol(7, 1).substr(4)), P3dFile::BadHeader);
-    EXPECT_EQ(openBytes("OD"), GE_PrematureEof);
-    EXPECT_EQ(openBytes("ODOL\x07\x00"), GE_PrematureEof);
 }
 
 TEST_F(P3dHeaderKinds, TypeTextOfEditableKindsBesideZeroAndOfUnknownKinds) {
