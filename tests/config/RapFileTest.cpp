@@ -59,8 +59,8 @@ Raw array(std::string_view name, const Raw& elements) { return Raw().byte(2).tex
 struct Body {
     std::string inherited;
     std::vector<Raw> entries;
-    std::vector<Body> children;  // the bodies of the class entries, in entry order
     std::vector<bool> isClass;
+    std::vector<Body> children;  // the bodies of the class entries, in entry order
     Body& inherits(std::string_view base) {
         inherited = base;
         return *this;
