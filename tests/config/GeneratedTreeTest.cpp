@@ -25,8 +25,8 @@ TEST_F(ConfigGeneratedTree, CompilesWithEveryMachineInPlace) {
     EXPECT_LT(figures.expandedBytes, 260 * 1024);
     EXPECT_TRUE(compiler.HasEvals());
 
-    // What only a tree of many files shows: evaluations across included files, bases declared in
-    // other files, and array appends inside inherited classes.
+    // What the macro library's defines make of a call in a unit file: an evaluation, the base the
+    // call names, and an array append in a class the machine inherits.
     RapClass* machines = compiler.rap_FindEmbeddedClass("Machines");
     ASSERT_NE(machines, nullptr);
     RapClass* first = compiler.rap_FindEmbeddedClass("demo_m0", machines);
