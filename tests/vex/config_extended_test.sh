@@ -46,6 +46,10 @@ status=0
 printf '%s\n' "vex: error: In File $work/display.cpp: Line 4 Expected ]={ (code 23)" \
     "    4 | ITEMS(list, 3);" "      | expands to: list[] = 3;" "      |                      ^" >"$work/expected"
 check "an error shows its line and its expansion" cmp -s "$work/stderr" "$work/expected"
+# A byte of an 8-bit code page and a UTF-8 character take one column each.
+printf 'class A { x = "caf\xe9 \x93q\x94 \xc3\xa9" two; };\n' >"$work/bytes.cpp"
+"$VEX" config check "$work/bytes.cpp" 2>"$work/stderr" || status=$?
+check "the marker stands under its token after any bytes" test "$(tail -n 1 "$work/stderr")" = "      | $(printf '%27s')^"
 
 # Decoded files of every style compile back to the same bytes (config_compile_test.sh has the
 # inline style with its enum table): the inline style without one, the offset style with an append,
