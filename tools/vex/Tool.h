@@ -28,6 +28,10 @@ enum class Expected { Archive, BinarisedConfig, ConfigText, Sound, Audio, Textur
 class Tool {
 public:
     Tool();
+    // A tool for one worker thread of a batch that `owner` runs: a library root of its own, as the
+    // library serves one thread per root, and a progress line that adds to the owner's. Options,
+    // command words and the temporary folder are the owner's.
+    explicit Tool(Tool* owner);
     Tool(const Tool&) = delete;
     Tool& operator=(const Tool&) = delete;
 
@@ -84,13 +88,14 @@ public:
     int binaryToStandardOutput() const;
     // Copies a finished file to standard output. Success, or the status after the failure was printed.
     int copyToStandardOutput(const std::string& path) const;
-    TemporaryFolder& temporaryFolder() { return temporaryFolder_; }
+    TemporaryFolder& temporaryFolder() { return owner_ != nullptr ? owner_->temporaryFolder() : temporaryFolder_; }
 
     bool quiet = false;
     bool verbose = false;
     bool json = false;
 
 private:
+    Tool* owner_ = nullptr;
     archivefile::VexDLLExt root_;
     ProgressLine progress_;
     TemporaryFolder temporaryFolder_;
