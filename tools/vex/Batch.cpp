@@ -41,25 +41,27 @@ int Batch::attempt(Tool& tool, const Work& work, const std::string& input) {
 int Batch::run(const std::vector<std::string>& inputs, const Work& work) {
     if (inputs.size() == 1) return work(tool_, inputs.front());
 
-    ProgressLine& line = tool_.progress();
-    line.beginBatch(inputs.size(), noun_);
-    // The line stays up between one input and the next.
-    const archivefile::Progress::Run batch(&line, {});
-    // Alone, a worker's lines may come as they are written; beside others, they wait for its input's end.
-    const bool transcribed = std::min<std::size_t>(jobs_, inputs.size()) > 1;
     std::vector<int> statuses(inputs.size(), Success);
-    forEach(inputs.size(), [&](Tool& tool, std::size_t index) {
-        int status = Success;
-        if (transcribed) {
-            const Console::Transcript transcript;
-            status = attempt(tool, work, inputs[index]);
-        } else {
-            status = attempt(tool, work, inputs[index]);
-        }
-        statuses[index] = status;
-        line.inputDone();
-        return status != Cancelled;
-    });
+    {
+        ProgressLine& line = tool_.progress();
+        line.beginBatch(inputs.size(), noun_);
+        // The line stays up between one input and the next, and goes before the summary.
+        const archivefile::Progress::Run batch(&line, {});
+        // Alone, a worker's lines may come as they are written; beside others, they wait for its input's end.
+        const bool transcribed = std::min<std::size_t>(jobs_, inputs.size()) > 1;
+        forEach(inputs.size(), [&](Tool& tool, std::size_t index) {
+            int status = Success;
+            if (transcribed) {
+                const Console::Transcript transcript;
+                status = attempt(tool, work, inputs[index]);
+            } else {
+                status = attempt(tool, work, inputs[index]);
+            }
+            statuses[index] = status;
+            line.inputDone();
+            return status != Cancelled;
+        });
+    }
     if (tool_.cancelled()) return Cancelled;
     return summarise(inputs, statuses);
 }

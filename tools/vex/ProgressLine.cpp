@@ -58,13 +58,14 @@ void ProgressLine::beginBatch(std::size_t inputs, std::string noun) {
 void ProgressLine::inputDone() {
     const std::lock_guard lock(mutex_);
     ++inputsDone_;
-    draw();
+    // An input done is news worth a redraw however soon after the last.
+    draw(true);
 }
 
-void ProgressLine::draw() {
+void ProgressLine::draw(bool news) {
     if (!shown_ || console_ == nullptr) return;
     const Clock::time_point now = Clock::now();
-    if (now - started_ < FirstDrawAfter || now - drawn_ < RedrawEvery) return;
+    if (now - started_ < FirstDrawAfter || (!news && now - drawn_ < RedrawEvery)) return;
     drawn_ = now;
     const double seconds = std::chrono::duration<double>(now - started_).count();
     console_->showProgress(inputs_ > 0 ? batchText(inputsDone_, inputs_, noun_, done_.bytes, seconds)

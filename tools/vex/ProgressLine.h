@@ -50,7 +50,8 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    void draw();
+    // Draws the line unless it is too soon; `news` draws it however soon after the last time.
+    void draw(bool news = false);
 
     Console* console_ = nullptr;
     ProgressLine* batch_ = nullptr;
