@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -43,7 +43,6 @@ struct FailedFile {
     int code;
     std::string message;
 };
-
 
 // One name to look at, in the order of the output.
 struct Look {

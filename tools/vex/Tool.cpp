@@ -194,7 +194,8 @@ void Tool::wrote(const std::string& path, const std::string& what) const {
 
 bool Tool::cancelled() const {
     if (!CancelWatch::requested()) return false;
-    if (!cancelReported.exchange(true)) {
+    // Workers leave the line to the tool that runs them, which says it last, once they have all stopped.
+    if (owner_ == nullptr && !cancelReported.exchange(true)) {
         Console::standardError().eraseEcho();
         Console::standardError().line("User cancelled");
     }

@@ -66,7 +66,8 @@ public:
     void warn(const std::string& text) const;
     void note(const std::string& text) const;
     void wrote(const std::string& path, const std::string& what) const;
-    // Whether the user has asked to stop; then "User cancelled" is printed, once.
+    // Whether the user has asked to stop; then "User cancelled" is printed, once, by the tool that
+    // runs the workers (never by a worker, so that it comes after their lines).
     bool cancelled() const;
     // "532 bytes", "3.4 kB", "1.1 GB".
     static std::string sizeText(std::uint64_t bytes);
