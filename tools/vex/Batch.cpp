@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <exception>
+#include <optional>
 #include <thread>
 
 #include "tools/vex/Console.h"
@@ -50,16 +51,13 @@ int Batch::run(const std::vector<std::string>& inputs, const Work& work) {
         // Alone, a worker's lines may come as they are written; beside others, they wait for its input's end.
         const bool transcribed = std::min<std::size_t>(jobs_, inputs.size()) > 1;
         forEach(inputs.size(), [&](Tool& tool, std::size_t index) {
-            int status = Success;
-            if (transcribed) {
-                const Console::Transcript transcript;
-                status = attempt(tool, work, inputs[index]);
-            } else {
-                status = attempt(tool, work, inputs[index]);
+            {
+                std::optional<Console::Transcript> transcript;
+                if (transcribed) transcript.emplace();
+                statuses[index] = attempt(tool, work, inputs[index]);
             }
-            statuses[index] = status;
             line.inputDone();
-            return status != Cancelled;
+            return statuses[index] != Cancelled;
         });
     }
     if (tool_.cancelled()) return Cancelled;
