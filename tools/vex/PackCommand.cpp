@@ -15,8 +15,8 @@
 #include "archivefile/foundation/Platform.h"
 #include "archivefile/foundation/VexDLL.h"
 #include "archivefile/model/P3dHeader.h"
-#include "tools/vex/ConfigSupport.h"
 #include "tools/vex/Batch.h"
+#include "tools/vex/ConfigSupport.h"
 #include "tools/vex/ContentKind.h"
 #include "tools/vex/PackRecord.h"
 #include "tools/vex/Tool.h"
@@ -42,8 +42,6 @@ struct PackOptions {
     bool onlyChanged = false;
     std::optional<std::int64_t> mtime;
     unsigned jobs = 1;
-    // With --only-changed: the options that shape an archive's bytes, as text.
-    std::string shapingOptions;
 };
 
 const std::map<std::string, int>& styles() {
@@ -80,7 +78,8 @@ std::string archiveName(const std::string& folder) {
     return path.filename().string() + ".pbo";
 }
 
-int packOne(Tool& tool, const PackOptions& options, const std::string& folder) {
+// Packs `folder`; with --only-changed, `shaping` is the text of the options that shape the archive.
+int packOne(Tool& tool, const PackOptions& options, const std::string& shaping, const std::string& folder) {
     if (const int status = checkFolder(tool, folder); status != Success) return status;
     const std::string name = archiveName(folder);
 
@@ -94,7 +93,7 @@ int packOne(Tool& tool, const PackOptions& options, const std::string& folder) {
     }
     std::optional<PackRecord> record;
     if (options.onlyChanged && !toStandardOutput) {
-        record = PackRecord::of(folder, options.shapingOptions, output);
+        record = PackRecord::of(folder, shaping, output);
         if (const std::optional<std::string> archive = record ? record->upToDateArchive() : std::nullopt) {
             if (!tool.quiet) tool.note((output.empty() ? *archive : output) + " is up to date");
             return Success;
@@ -156,7 +155,7 @@ std::string shapingOptionsOf(const PackOptions& options) {
     return text;
 }
 
-int pack(Tool& tool, PackOptions& options) {
+int pack(Tool& tool, const PackOptions& options) {
     for (const std::string& folder : options.folders)
         if (folder == "-") return tool.usage("vex pack reads a folder; standard input cannot be one");
     if (const int status = Batch::checkOutput(tool, options.folders, options.output); status != Success) return status;
@@ -170,13 +169,13 @@ int pack(Tool& tool, PackOptions& options) {
             if (!added) return tool.usage(earlier->second + " and " + folder + " would both be packed into " + target);
         }
     }
-    if (options.onlyChanged) options.shapingOptions = shapingOptionsOf(options);
+    const std::string shaping = options.onlyChanged ? shapingOptionsOf(options) : std::string();
     // A checked model of kind 58 would print its prefix on standard output, which carries no data
     // here and must stay silent with -q; the model's type line already names it as checked.
     archivefile::P3dHeader::setK3PrefixOutput(nullptr);
     Batch batch(tool, options.jobs, "folders", options.onlyChanged ? "packed or up to date" : "packed");
-    return batch.run(options.folders, [&options](Tool& worker, const std::string& folder) {
-        return packOne(worker, options, folder);
+    return batch.run(options.folders, [&options, &shaping](Tool& worker, const std::string& folder) {
+        return packOne(worker, options, shaping, folder);
     });
 }
 
