@@ -2,7 +2,7 @@
 # Benchmarks: the Google Benchmark programs, and timed runs of vex on generated data.
 # Usage: scripts/bench.sh [NAME...]   with no name every benchmark runs; names: float blockcoder unpack
 #        unpack_memory pack config config_memory compile compile_memory sound model info texture
-#        texture_convert
+#        texture_convert batch
 # Generated data goes under ${BENCH_DATA:-/tmp/archivefile-bench}, never into the repository.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -178,8 +178,64 @@ bench_texture_convert() {
   rm -rf "$dir/out"
 }
 
+# A whole mod: 64 folders of 16 MiB of config-like text each. vex pack --compress of all of them with -j 1
+# and -j 2 (goal: -j 2 at least 1.7 times as fast on two cores), pack --only-changed after one file was
+# touched (goal: at most 1/20 of the full -j 2 time), and vex unpack of the 64 archives with -j 1 and
+# -j 2. Other work on the machine skews the figures, so the load is printed with them.
+bench_batch() {
+  local dir=$data/batch
+  if [ ! -f "$dir/ready" ]; then
+    rm -rf "$dir" && mkdir -p "$dir/src"
+    for i in $(seq -w 1 64); do
+      mkdir -p "$dir/src/addon_$i"
+      echo "class CfgPatches { class addon_$i { units[] = {}; }; };" >"$dir/src/addon_$i/config.cpp"
+      awk -v seed="$i" -v folder="$dir/src/addon_$i" 'BEGIN {
+        srand(seed)
+        for (f = 0; f < 16; f++) {
+          file = folder "/part_" f ".hpp"
+          for (size = 0; size < 1048576; n++) {
+            line = sprintf("class Item_%d_%d { displayName = \"%s %d\"; weight = %d.%02d; model = \"\\addon\\data\\item_%d.p3d\"; };\n",
+                           f, n, rand() < 0.5 ? "Crate" : "Barrel", n % 97, int(rand() * 100), int(rand() * 100), n % 13)
+            printf "%s", line >file
+            size += length(line)
+          }
+          close(file)
+        }
+      }'
+    done
+    touch "$dir/ready"
+  fi
+  cat "$dir"/src/*/* >/dev/null
+  local vex=$build/tools/vex/vex
+  echo "== batch: 64 folders of 16 MiB ($vex -q pack src/* -o packed/ --compress -j N), load $(cut -d' ' -f1-3 /proc/loadavg)"
+  local one two
+  one=$(best_of_three "$dir/packed" "$vex" -q pack "$dir"/src/* -o "$dir/packed/" --compress -j 1)
+  two=$(best_of_three "$dir/packed" "$vex" -q pack "$dir"/src/* -o "$dir/packed/" --compress -j 2)
+  awk -v a="$one" -v b="$two" 'BEGIN { printf "pack -j 1 %.2f s, -j 2 %.2f s, speed-up %.2f (goal >= 1.70)\n", a, b, a / b }'
+
+  # The records of a full build, then one touched file: only its archive is made again.
+  local kept=$dir/kept
+  rm -rf "$kept" && mkdir -p "$kept"
+  XDG_CACHE_HOME=$dir/cache "$vex" -q pack "$dir"/src/* -o "$kept/" --compress --only-changed
+  local best="" start end
+  for round in 1 2 3; do
+    touch "$dir/src/addon_0$round/part_0.hpp"
+    start=$(date +%s.%N)
+    XDG_CACHE_HOME=$dir/cache "$vex" -q pack "$dir"/src/* -o "$kept/" --compress --only-changed -j 2
+    end=$(date +%s.%N)
+    best=$(awk -v a="$start" -v b="$end" -v best="$best" 'BEGIN { t = b - a; print (best == "" || t < best) ? t : best }')
+  done
+  awk -v a="$best" -v b="$two" 'BEGIN { printf "pack --only-changed after one touched file %.2f s, %.3f of the full -j 2 time (goal <= 0.050)\n", a, a / b }'
+
+  echo "== batch: the 64 archives ($vex -q unpack packed/*.pbo -o unpacked -j N), load $(cut -d' ' -f1-3 /proc/loadavg)"
+  one=$(best_of_three "$dir/unpacked" "$vex" -q unpack "$dir"/packed/*.pbo -o "$dir/unpacked" -j 1)
+  two=$(best_of_three "$dir/unpacked" "$vex" -q unpack "$dir"/packed/*.pbo -o "$dir/unpacked" -j 2)
+  awk -v a="$one" -v b="$two" 'BEGIN { printf "unpack -j 1 %.2f s, -j 2 %.2f s, speed-up %.2f (goal >= 1.70)\n", a, b, a / b }'
+  rm -rf "$dir/packed" "$dir/unpacked" "$kept"
+}
+
 all=(float blockcoder unpack unpack_memory pack config config_memory compile compile_memory sound model info texture
-     texture_convert)
+     texture_convert batch)
 selected=("${@:-${all[@]}}")
 for name in "${selected[@]}"; do
   if ! declare -F "bench_$name" >/dev/null; then

@@ -24,6 +24,9 @@ public:
     static constexpr char separator = '/';
 
     static std::string currentFolder();
+    // Where a user's programs keep what they can make again (records of earlier work); empty when the
+    // system names no such place.
+    static std::string cacheFolder();
 
     // Drives are emulated: there is one drive, its current folder is the working folder, and drive
     // numbers outside 1 to 26 fail as the platform call would.

@@ -9,6 +9,7 @@
 #include <ctime>
 #include <cstdlib>
 #include <filesystem>
+#include <random>
 #include <system_error>
 
 #include <fcntl.h>
@@ -35,6 +36,12 @@ std::string Platform::currentFolder() {
     }
     folder.resize(std::strlen(folder.c_str()));
     return folder;
+}
+
+std::string Platform::cacheFolder() {
+    if (const char* cache = std::getenv("XDG_CACHE_HOME"); cache != nullptr && *cache == '/') return cache;
+    if (const char* home = std::getenv("HOME"); home != nullptr && *home == '/') return std::string(home) + "/.cache";
+    return {};
 }
 
 std::optional<std::string> Platform::driveFolder(int drive) {
@@ -115,21 +122,30 @@ int Platform::renameFile(const std::string& from, const std::string& to) {
 }
 
 std::FILE* Platform::createTemporaryBeside(const std::string& target, std::string& temporaryPath) {
-    std::string pattern = target + ".part-XXXXXX";
-    const int fd = ::mkstemp(pattern.data());
-    if (fd < 0) return nullptr;
-    // mkstemp makes the file private; the finished file gets the permissions a plain create would.
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    ::fchmod(fd, 0666 & ~mask);
-    std::FILE* file = ::fdopen(fd, "w+b");
-    if (file == nullptr) {
-        ::close(fd);
-        ::unlink(pattern.c_str());
-        return nullptr;
+    // The name is drawn here rather than by mkstemp, which makes the file private: opened with the
+    // mode a plain create uses, the finished file gets the permissions the umask gives, and the umask
+    // is never changed, not even for a moment, while other threads create files.
+    static constexpr char letters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+    thread_local std::mt19937_64 random{std::random_device{}()};
+    std::uniform_int_distribution<std::size_t> pick(0, sizeof letters - 2);
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        std::string name = target + ".part-";
+        for (int i = 0; i < 6; ++i) name += letters[pick(random)];
+        const int fd = ::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (fd < 0) {
+            if (errno == EEXIST) continue;
+            return nullptr;
+        }
+        std::FILE* file = ::fdopen(fd, "w+b");
+        if (file == nullptr) {
+            ::close(fd);
+            ::unlink(name.c_str());
+            return nullptr;
+        }
+        temporaryPath = std::move(name);
+        return file;
     }
-    temporaryPath = std::move(pattern);
-    return file;
+    return nullptr;
 }
 
 bool Platform::setModificationTime(const std::string& path, std::int64_t secondsSinceEpoch) {

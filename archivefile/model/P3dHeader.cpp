@@ -1,5 +1,6 @@
 #include "archivefile/model/P3dHeader.h"
 
+#include <atomic>
 #include <string_view>
 
 #include "archivefile/foundation/PathRules.h"
@@ -9,21 +10,21 @@ namespace archivefile {
 
 namespace {
 
-std::string& processPrefix() {
-    static std::string prefix;
+std::string& threadPrefix() {
+    thread_local std::string prefix;
     return prefix;
 }
 
-std::FILE*& prefixOutput() {
-    static std::FILE* stream = stdout;
+std::atomic<std::FILE*>& prefixOutput() {
+    static std::atomic<std::FILE*> stream{stdout};
     return stream;
 }
 
 }  // namespace
 
-const std::string& P3dHeader::k3Prefix() { return processPrefix(); }
+const std::string& P3dHeader::k3Prefix() { return threadPrefix(); }
 
-void P3dHeader::setK3Prefix(std::string prefix) { processPrefix() = std::move(prefix); }
+void P3dHeader::setK3Prefix(std::string prefix) { threadPrefix() = std::move(prefix); }
 
 void P3dHeader::setK3PrefixOutput(std::FILE* stream) { prefixOutput() = stream; }
 
@@ -38,9 +39,8 @@ bool P3dHeader::ReadHeader(VexFileIO* f) {
     const std::int32_t version = f->ReadLong();
     if (version == KindOdol58) {
         setK3Prefix(f->IsHuge() ? f->ReadAsciizH() : std::string(f->ReadAsciiz()));
-        if (!k3Prefix().empty() && prefixOutput() != nullptr) {
-            std::fprintf(prefixOutput(), "K3Prefix: %s\n", k3Prefix().c_str());
-        }
+        std::FILE* const output = prefixOutput().load();
+        if (!k3Prefix().empty() && output != nullptr) std::fprintf(output, "K3Prefix: %s\n", k3Prefix().c_str());
     }
     lodCount_ = f->ReadLong();
     if (paths::equalIgnoringCase(signature, "MLOD")) {

@@ -34,13 +34,16 @@ public:
     // 0 editable, 3 the first binarised generation, 4 and 5 the later ones, -1 unknown.
     int GetP3DFamily(int kind) const;
 
-    // The prefix text that kind-58 models carry. It is one value for the whole process, the one read
-    // last, and every kind-58 header written carries it: a model read after another changes what the
-    // next written model says.
+    // The prefix text that kind-58 models carry. It is not the header's own: it is the one read last,
+    // and every kind-58 header written carries it, so a model read after another changes what the
+    // next written model says. Each thread has its own, so that hosts that run one root per thread
+    // (one per input of a batch) never see a prefix read by another; a program with one thread has
+    // one value for the whole process.
     static const std::string& k3Prefix();
     static void setK3Prefix(std::string prefix);
     // Where ReadHeader prints the "K3Prefix: %s\n" line of a non-empty prefix: standard output unless
-    // a host sets another stream, or null for none (a tool writing JSON to standard output does).
+    // a host sets another stream, or null for none (a tool writing JSON to standard output does). The
+    // stream is one for the whole process.
     static void setK3PrefixOutput(std::FILE* stream);
 
 protected:

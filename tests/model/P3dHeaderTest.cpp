@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <string>
+#include <thread>
 
 #include "archivefile/foundation/VexFileIO.h"
 #include "archivefile/foundation/GenericError.h"
@@ -120,7 +121,7 @@ TEST_F(P3dHeaderKinds, DemonstrationFormsHaveOneLodAndTheirResidueIsSuccess) {
     EXPECT_EQ(model.GetType(), P3dHeader::KindSp3d);
 }
 
-TEST_F(P3dHeaderKinds, Kind58PrefixIsProcessWideAndCarriedToTheNextWrittenHeader) {
+TEST_F(P3dHeaderKinds, Kind58PrefixIsCarriedToTheNextHeaderWrittenInTheSameThread) {
     ::testing::internal::CaptureStdout();
     ASSERT_EQ(openBytes(odol(58, 1, floats({1.0f}), "")), 0);
     EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
@@ -138,6 +139,10 @@ TEST_F(P3dHeaderKinds, Kind58PrefixIsProcessWideAndCarriedToTheNextWrittenHeader
     const std::string path = folder / "carried.p3d";
     ASSERT_EQ(other.CreateP3d(58, path.c_str()), 0);
     EXPECT_EQ(TempFolder::read(path), odol(58, 1, floats({2.0f}), "a3\\demo"));
+    // A root working in another thread has a prefix of its own.
+    std::string elsewhere = "not read";
+    std::thread([&] { elsewhere = P3dHeader::k3Prefix(); }).join();
+    EXPECT_EQ(elsewhere, "");
     P3dHeader::setK3Prefix("");
 }
 

@@ -55,14 +55,6 @@ grep -qF '"error":{"code":-3,"message":"ArchiveFile No File found"}' json.txt ||
 [ "$(cat out/plain/notes.txt)" = hi ] || fail "the second archive was not extracted"
 [ "$(date -u -r out/mod/data/config.cpp +%s)" = 1000000000 ] || fail "config.cpp kept no time"
 
-# A missing archive fails with its name, and the others are still extracted.
-set +e
-"$VEX" -q unpack missing.pbo plain.pbo -o out2 2>err.txt; status=$?
-set -e
-[ "$status" -eq 1 ] || fail "a missing archive exits with $status"
-grep -qF 'vex: error: missing.pbo: ArchiveFile No File found (code -3)' err.txt || fail "error line: $(cat err.txt)"
-[ -f out2/plain/notes.txt ] || fail "plain.pbo was skipped after a failure"
-
 # Unsafe names are refused, named, and nothing lands outside the output folder.
 set +e
 "$VEX" unpack hostile.pbo -o out3 2>err.txt; status=$?

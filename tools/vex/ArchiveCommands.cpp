@@ -11,6 +11,7 @@
 #include "archivefile/foundation/NamePatterns.h"
 #include "archivefile/foundation/PathRules.h"
 #include "archivefile/foundation/Platform.h"
+#include "tools/vex/Batch.h"
 #include "tools/vex/ConfigSupport.h"
 #include "tools/vex/JsonOutput.h"
 #include "tools/vex/Tool.h"
@@ -36,6 +37,7 @@ struct UnpackOptions {
     bool strict = false;
     bool brief = false;
     bool reference = false;
+    unsigned jobs = 1;
 };
 
 // A file that exists is opened as it is named; a name without one may still mean NAME.pbo.
@@ -171,15 +173,10 @@ int unpack(Tool& tool, const UnpackOptions& options) {
     if (options.decode) flags |= ArchiveFile::DecodeText | (options.reference ? 0 : ArchiveFile::KeepText);
     if (options.brief) flags |= ArchiveFile::Brief;
     if (options.strict) flags |= ArchiveFile::Strict;
-    int status = Success;
-    // Every archive is tried; one that fails does not stop the others, but a cancel does.
-    for (const std::string& name : options.archives) {
-        if (tool.cancelled()) return Cancelled;
-        const int result = unpackOne(tool, options, name, flags);
-        if (result == Cancelled) return result;
-        if (result != Success) status = Failure;
-    }
-    return status;
+    Batch batch(tool, options.jobs, "archives", "unpacked");
+    return batch.run(options.archives, [&options, flags](Tool& worker, const std::string& name) {
+        return unpackOne(worker, options, name, flags);
+    });
 }
 
 }  // namespace
@@ -211,6 +208,7 @@ void addArchiveCommands(CLI::App& app, Tool& tool) {
     unpackCommand->add_flag("--strict", unpacking->strict,
                             "A wrong or missing checksum, residual bytes or an empty selection is an error");
     unpackCommand->add_flag("--brief", unpacking->brief, "No header report and no prefix-file lines");
+    Batch::addJobsOption(*unpackCommand, unpacking->jobs);
     unpackCommand->add_flag("--reference", unpacking->reference,
                             "Decode exactly as the library does by default: texts with a byte-order mark are "
                             "converted, anything beginning with a zero byte is taken for a binarised config, and "

@@ -1,6 +1,8 @@
 #include "tools/vex/CancelWatch.h"
 
+#include <atomic>
 #include <chrono>
+#include <mutex>
 
 #include "archivefile/foundation/GenericError.h"
 #include "archivefile/foundation/Platform.h"
@@ -18,7 +20,9 @@ constexpr int Escape = 27;
 constexpr auto KeyPollInterval = std::chrono::milliseconds(50);
 
 bool keysWatched = false;
-bool escapePressed = false;
+std::atomic<bool> escapePressed{false};
+// Workers ask from their own threads; one of them at a time reads the keys, the others go on.
+std::mutex polling;
 Clock::time_point lastPoll;
 
 }  // namespace
@@ -31,6 +35,8 @@ void CancelWatch::start() {
 bool CancelWatch::requested() {
     if (Platform::interruptRequested() || escapePressed) return true;
     if (!keysWatched) return false;
+    const std::unique_lock lock(polling, std::try_to_lock);
+    if (!lock.owns_lock()) return false;
     const Clock::time_point now = Clock::now();
     if (now - lastPoll < KeyPollInterval) return false;
     lastPoll = now;

@@ -2,8 +2,13 @@
 // progress line below them that is redrawn in place. Lines from the library may come in pieces (an
 // entry's name, then what became of it); a line is written only once it is complete, so that no
 // other line, nor the progress line, ever lands in its middle.
+//
+// Several inputs handled at once would mix their lines, so a worker thread writes into a transcript
+// of its own while it handles one input, and the transcript reaches standard error in one piece when
+// the input is done.
 #pragma once
 
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -11,7 +16,7 @@ namespace vex {
 
 class Console {
 public:
-    // The one console of the process.
+    // The console of the calling thread: its transcript while it keeps one, else the process's one.
     static Console& standardError();
 
     // Library text: carriage returns are dropped, and complete lines are written at once.
@@ -28,16 +33,38 @@ public:
     void showProgress(std::string_view text);
     void clearProgress();
 
+    // While one lives, what the thread that made it writes is kept; at its end, whatever was kept
+    // goes to the process's console at once, above the progress line.
+    class Transcript;
+
 private:
-    Console();
+    explicit Console(bool kept);
+    static Console& process();
     void put(std::string_view text);
     void putAboveProgress(std::string_view lines);
 
+    // Workers write their finished transcripts and draw the progress line from their own threads.
+    std::recursive_mutex mutex_;
     std::string openLine_;
     std::string progress_;
+    // What a transcript holds.
+    std::string kept_;
+    bool keeps_ = false;
     bool progressShown_ = false;
     bool totalsOpen_ = false;
     bool terminal_ = false;
+};
+
+class Console::Transcript {
+public:
+    Transcript();
+    ~Transcript();
+    Transcript(const Transcript&) = delete;
+    Transcript& operator=(const Transcript&) = delete;
+
+private:
+    Console console_{true};
+    Console* previous_;
 };
 
 }  // namespace vex

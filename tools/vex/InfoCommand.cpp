@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,6 +15,7 @@
 #include "archivefile/foundation/PathRules.h"
 #include "archivefile/foundation/Platform.h"
 #include "archivefile/model/P3dHeader.h"
+#include "tools/vex/Batch.h"
 #include "tools/vex/InfoKinds.h"
 #include "tools/vex/JsonOutput.h"
 #include "tools/vex/Tool.h"
@@ -28,6 +31,7 @@ struct InfoOptions {
     std::vector<std::string> files;
     bool recursive = false;
     bool strict = false;
+    unsigned jobs = 1;
 };
 
 // The kind of a file that no entry of the table recognises, and how the text output words it.
@@ -40,42 +44,54 @@ struct FailedFile {
     std::string message;
 };
 
+// One name to look at, in the order of the output.
+struct Look {
+    std::string path;  // what is read
+    std::string name;  // how the output names it
+    // Why it is not read at all (a folder without -r, a part of a tree that cannot be read).
+    std::string refusal;
+    // Standard input that could not be kept: vex has said so already.
+    bool unkept = false;
+};
+
+// What looking at one name gave.
+struct Finding {
+    std::string output;    // for standard output: the report, or the JSON object's line
+    bool counted = false;  // whether it is a file, counted in the summary
+    std::string kind;      // the kind counted; empty for a file that could not be read
+    std::optional<FailedFile> failure;
+    bool reported = true;  // whether the failure still has to be told on standard error
+};
+
 class Survey {
 public:
     Survey(Tool& tool, const InfoOptions& options) : tool_(tool), options_(options), json_(tool.json) {}
 
-    // Describes every file named (and, with -r, every file below the folders named). False once the
-    // user has cancelled.
+    // Describes every file named (and, with -r, every file below the folders named), on as many
+    // threads as -j allows; the output keeps the order of the names. False once the user has cancelled.
     bool run() {
-        for (const std::string& name : options_.files) {
-            if (name == "-") {
-                std::string path;
-                if (tool_.input(name, Expected::Any, path) != Success) {
-                    failures_.push_back({name, archivefile::GE_InvalidFile, "standard input cannot be read"});
-                    continue;
-                }
-                if (!describe(path, name)) return false;
-                continue;
+        const std::vector<Look> looks = gather();
+        std::vector<std::optional<Finding>> findings(looks.size());
+        std::size_t nextShown = 0;
+        std::mutex showing;
+        bool finished = true;
+        Batch batch(tool_, options_.jobs, "files", "described");
+        batch.forEach(looks.size(), [&](Tool& tool, std::size_t index) {
+            std::optional<Finding> finding = examine(tool, looks[index]);
+            const std::lock_guard lock(showing);
+            if (!finding) {
+                finished = false;
+                return false;
             }
-            const std::string path = archivefile::paths::native(name);
-            if (!Platform::isFolder(path)) {
-                if (!describe(name, name)) return false;
-                continue;
+            findings[index] = std::move(finding);
+            // Each finding is shown once all before it are.
+            for (; nextShown < findings.size() && findings[nextShown]; ++nextShown) {
+                show(*findings[nextShown]);
+                findings[nextShown].reset();
             }
-            if (!options_.recursive) {
-                notRead(name, "is a folder; -r describes the files below it");
-                continue;
-            }
-            std::vector<Platform::FolderItem> items;
-            std::string unreadable;
-            if (!Platform::walkFolder(path, items, unreadable)) notRead(unreadable, "cannot read");
-            std::sort(items.begin(), items.end(),
-                      [](const auto& a, const auto& b) { return a.relativePath < b.relativePath; });
-            const std::string folder = name.back() == '/' ? name : name + "/";
-            for (const Platform::FolderItem& item : items)
-                if (!describe(folder + item.relativePath, folder + item.relativePath)) return false;
-        }
-        return true;
+            return true;
+        });
+        return finished && nextShown == looks.size();
     }
 
     void printSummary() const {
@@ -85,7 +101,7 @@ public:
             ordered_json failures = ordered_json::array();
             for (const FailedFile& failure : failures_)
                 failures.push_back({{"path", failure.path}, {"code", failure.code}, {"message", failure.message}});
-            print({{"summary", {{"files", files_}, {"kinds", std::move(kinds)}, {"failed", std::move(failures)}}}});
+            JsonOutput::print({{"summary", {{"files", files_}, {"kinds", std::move(kinds)}, {"failed", std::move(failures)}}}});
             return;
         }
         std::printf("%zu files\n", files_);
@@ -98,6 +114,37 @@ public:
     bool anyFailed() const { return !failures_.empty(); }
 
 private:
+    // Every name to look at, folders walked, in the order of the output.
+    std::vector<Look> gather() {
+        std::vector<Look> looks;
+        for (const std::string& name : options_.files) {
+            if (name == "-") {
+                std::string path;
+                const bool kept = tool_.input(name, Expected::Any, path) == Success;
+                looks.push_back({path, name, {}, !kept});
+                continue;
+            }
+            const std::string path = archivefile::paths::native(name);
+            if (!Platform::isFolder(path)) {
+                looks.push_back({name, name, {}, false});
+                continue;
+            }
+            if (!options_.recursive) {
+                looks.push_back({name, name, "is a folder; -r describes the files below it", false});
+                continue;
+            }
+            std::vector<Platform::FolderItem> items;
+            std::string unreadable;
+            if (!Platform::walkFolder(path, items, unreadable)) looks.push_back({unreadable, unreadable, "cannot read", false});
+            std::sort(items.begin(), items.end(),
+                      [](const auto& a, const auto& b) { return a.relativePath < b.relativePath; });
+            const std::string folder = name.back() == '/' ? name : name + "/";
+            for (const Platform::FolderItem& item : items)
+                looks.push_back({folder + item.relativePath, folder + item.relativePath, {}, false});
+        }
+        return looks;
+    }
+
     // The kinds met, in the order of the table, the unknown last.
     std::vector<std::pair<std::string, std::size_t>> countsInTableOrder() const {
         std::vector<std::pair<std::string, std::size_t>> ordered;
@@ -109,43 +156,63 @@ private:
         return ordered;
     }
 
-    // Describes the file at `path`, named `name` in what is printed. False once the user has cancelled:
-    // a cancel reaches a handler through its callback, but files that no handler reports on give no
-    // callback the chance, and each handler words the cancel with a code of its own.
-    bool describe(const std::string& path, const std::string& name) {
-        if (tool_.cancelled()) return false;
-        ++files_;
+    // Looks at one name with `tool` (a worker's). None once the user has cancelled: a cancel reaches
+    // a handler through its callback, but files that no handler reports on give no callback the
+    // chance, and each handler words the cancel with a code of its own.
+    std::optional<Finding> examine(Tool& tool, const Look& look) const {
+        if (look.unkept) {
+            Finding finding;
+            finding.failure = FailedFile{look.name, archivefile::GE_InvalidFile, "standard input cannot be read"};
+            finding.reported = false;
+            return finding;
+        }
+        if (!look.refusal.empty()) return notRead(look.name, look.refusal);
+        if (tool.cancelled()) return std::nullopt;
         InfoInput input;
         std::string error;
         // Devices and pipes are not opened: reading one could wait for ever.
-        const std::string native = archivefile::paths::native(path);
-        if (!Platform::isFile(native)) {
-            notRead(name, Platform::fileSize(native) ? "not a regular file" : "no such file");
-            return true;
-        }
-        if (!input.open(path, error)) {
-            notRead(name, error);
-            return true;
-        }
+        const std::string native = archivefile::paths::native(look.path);
+        if (!Platform::isFile(native)) return counted(notRead(look.name, Platform::fileSize(native) ? "not a regular file" : "no such file"));
+        if (!input.open(look.path, error)) return counted(notRead(look.name, error));
         const std::span<const InfoKind> kinds = infoKinds();
         const auto kind = std::find_if(kinds.begin(), kinds.end(), [&](const InfoKind& each) { return each.recognise(input); });
-        const std::string kindName = kind != kinds.end() ? kind->name : UnknownKind;
-        ++counts_[kindName];
 
+        Finding finding;
+        finding.counted = true;
+        finding.kind = kind != kinds.end() ? kind->name : UnknownKind;
         Description description;
         description.brief = json_;
         description.strict = options_.strict;
-        if (kind != kinds.end()) kind->describe(tool_, input, description);
-        if (tool_.cancelled()) return false;
+        if (kind != kinds.end()) kind->describe(tool, input, description);
+        if (tool.cancelled()) return std::nullopt;
 
         if (json_) {
-            print(object(name, kindName, kind != kinds.end(), description));
+            finding.output = JsonOutput::text(object(look.name, finding.kind, kind != kinds.end(), description));
         } else {
-            std::printf("%s: %s\n", name.c_str(), textOf(kindName));
-            for (const std::string& line : description.lines) std::printf("  %s\n", line.c_str());
+            finding.output = look.name + ": " + textOf(finding.kind) + "\n";
+            for (const std::string& line : description.lines) finding.output += "  " + line + "\n";
         }
-        if (description.code != 0) failed(name, description.code, description.message);
-        return true;
+        if (description.code != 0) finding.failure = FailedFile{look.name, description.code, description.message};
+        return finding;
+    }
+
+    // A name that was looked at as a file but could not be read counts among the files, of no kind.
+    static Finding counted(Finding finding) {
+        finding.counted = true;
+        return finding;
+    }
+
+    // Shows a finding: its output, and its failure on standard error at once, since standard output
+    // may be a file or a pipe.
+    void show(const Finding& finding) {
+        if (finding.counted) ++files_;
+        if (!finding.kind.empty()) ++counts_[finding.kind];
+        std::fwrite(finding.output.data(), 1, finding.output.size(), stdout);
+        if (!finding.failure) return;
+        failures_.push_back(*finding.failure);
+        if (!finding.reported) return;
+        std::fflush(stdout);
+        tool_.report(finding.failure->code, finding.failure->path + ": " + finding.failure->message);
     }
 
     // The keys are the same for every file, whatever its kind; `kind` is null for a name that could
@@ -166,24 +233,17 @@ private:
 
     // A name that is no file to read (a folder without -r, a device, nothing at all) is a failure;
     // with --json it still has its object.
-    void notRead(const std::string& path, const std::string& message) {
+    Finding notRead(const std::string& path, const std::string& message) const {
+        Finding finding;
         if (json_) {
             Description description;
             description.code = archivefile::GE_InvalidFile;
             description.message = message;
-            print(object(path, nullptr, false, description));
+            finding.output = JsonOutput::text(object(path, nullptr, false, description));
         }
-        failed(path, archivefile::GE_InvalidFile, message);
+        finding.failure = FailedFile{path, archivefile::GE_InvalidFile, message};
+        return finding;
     }
-
-    void failed(const std::string& path, int code, const std::string& message) {
-        failures_.push_back({path, code, message});
-        // Standard output may be a file or a pipe; the error is seen at once on standard error.
-        std::fflush(stdout);
-        tool_.report(code, path + ": " + message);
-    }
-
-    static void print(const ordered_json& object) { JsonOutput::print(object); }
 
     Tool& tool_;
     const InfoOptions& options_;
@@ -217,6 +277,7 @@ void addInfoCommand(CLI::App& app, Tool& tool) {
                       "error (and a last object with the key summary, with -r)");
     command->add_flag("-r,--recursive", options->recursive,
                       "Describe every file below the folders named, then count them by kind and list the failures");
+    Batch::addJobsOption(*command, options->jobs);
     command->add_flag("--strict", options->strict,
                       "An archive without its checksum or with bytes after its data is a failure, not a warning");
     tool.setAction(*command, [options, &tool] { return info(tool, *options); }, true);

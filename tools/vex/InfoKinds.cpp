@@ -81,8 +81,8 @@ namespace {
 // ---- Lines the handlers report -------------------------------------------------------------------
 
 // Handlers report through a plain function, so their lines are gathered here while one file is
-// described. A cancel stops the handler at its next line.
-std::string reported;
+// described; each thread describes its own file. A cancel stops the handler at its next line.
+thread_local std::string reported;
 
 bool collect(const char* text, ...) {
     CancelWatch::check();

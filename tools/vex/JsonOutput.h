@@ -3,6 +3,8 @@
 // the output is always valid JSON.
 #pragma once
 
+#include <string>
+
 #include <nlohmann/json.hpp>
 
 namespace vex {
@@ -10,6 +12,8 @@ namespace vex {
 class JsonOutput {
 public:
     static void print(const nlohmann::ordered_json& object);
+    // The line that `print` writes.
+    static std::string text(const nlohmann::ordered_json& object);
 };
 
 }  // namespace vex

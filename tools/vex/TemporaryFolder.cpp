@@ -12,6 +12,7 @@ TemporaryFolder::~TemporaryFolder() {
 }
 
 bool TemporaryFolder::pathFor(const std::string& name, std::string& path, std::string& error) {
+    const std::lock_guard lock(mutex_);
     std::error_code failure;
     if (folder_.empty()) {
         const std::filesystem::path base = std::filesystem::temp_directory_path(failure);

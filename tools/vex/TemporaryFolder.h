@@ -4,6 +4,7 @@
 #pragma once
 
 #include <filesystem>
+#include <mutex>
 #include <string>
 
 namespace vex {
@@ -19,6 +20,8 @@ public:
     bool pathFor(const std::string& name, std::string& path, std::string& error);
 
 private:
+    // Workers of a batch share the folder.
+    std::mutex mutex_;
     std::filesystem::path folder_;
 };
 

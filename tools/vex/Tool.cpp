@@ -1,10 +1,12 @@
 #include "tools/vex/Tool.h"
 
+#include <atomic>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -27,7 +29,9 @@ using archivefile::Platform;
 bool quietOutput = false;
 bool verboseOutput = false;
 std::string heldData;
-bool cancelReported = false;
+std::atomic<bool> cancelReported{false};
+// Standard input is kept in a file by the first worker that needs it; the others find that file.
+std::mutex standardInputKept;
 
 bool toStandardError(const char* text, ...) {
     CancelWatch::check();
@@ -108,6 +112,13 @@ std::string folderAdvice(const std::string& name, Expected expected) {
 
 Tool::Tool() : progress_(Console::standardError()) { CancelWatch::start(); }
 
+Tool::Tool(Tool* owner)
+    : owner_(owner), progress_(&owner->progress_), commandWords_(owner->commandWords_), takesJson_(owner->takesJson_) {
+    quiet = owner->quiet;
+    verbose = owner->verbose;
+    json = owner->json;
+}
+
 void Tool::setAction(CLI::App& command, std::function<int()> action, bool takesJson) {
     command.callback([this, &command, action = std::move(action), takesJson] {
         action_ = action;
@@ -183,11 +194,11 @@ void Tool::wrote(const std::string& path, const std::string& what) const {
 
 bool Tool::cancelled() const {
     if (!CancelWatch::requested()) return false;
-    if (!cancelReported) {
+    // Workers leave the line to the tool that runs them, which says it last, once they have all stopped.
+    if (owner_ == nullptr && !cancelReported.exchange(true)) {
         Console::standardError().eraseEcho();
         Console::standardError().line("User cancelled");
     }
-    cancelReported = true;
     return true;
 }
 
@@ -212,7 +223,8 @@ int Tool::input(const std::string& name, Expected expected, std::string& path, c
         if (Platform::isTerminal(0))
             return usage("- stands for standard input, which is a terminal here; pipe or redirect a file into vex");
         std::string error;
-        if (!temporaryFolder_.pathFor(std::string("stdin") + extension, path, error)) return fail(error);
+        const std::lock_guard lock(standardInputKept);
+        if (!temporaryFolder().pathFor(std::string("stdin") + extension, path, error)) return fail(error);
         // Standard input can be read once: a second "-" is the same file.
         if (!Platform::isFile(path)) {
             const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "wb"), std::fclose);

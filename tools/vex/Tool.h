@@ -28,6 +28,10 @@ enum class Expected { Archive, BinarisedConfig, ConfigText, Sound, Audio, Textur
 class Tool {
 public:
     Tool();
+    // A tool for one worker thread of a batch that `owner` runs: a library root of its own, as the
+    // library serves one thread per root, and a progress line that adds to the owner's. Options,
+    // command words and the temporary folder are the owner's.
+    explicit Tool(Tool* owner);
     Tool(const Tool&) = delete;
     Tool& operator=(const Tool&) = delete;
 
@@ -62,7 +66,8 @@ public:
     void warn(const std::string& text) const;
     void note(const std::string& text) const;
     void wrote(const std::string& path, const std::string& what) const;
-    // Whether the user has asked to stop; then "User cancelled" is printed, once.
+    // Whether the user has asked to stop; then "User cancelled" is printed, once, by the tool that
+    // runs the workers (never by a worker, so that it comes after their lines).
     bool cancelled() const;
     // "532 bytes", "3.4 kB", "1.1 GB".
     static std::string sizeText(std::uint64_t bytes);
@@ -84,13 +89,14 @@ public:
     int binaryToStandardOutput() const;
     // Copies a finished file to standard output. Success, or the status after the failure was printed.
     int copyToStandardOutput(const std::string& path) const;
-    TemporaryFolder& temporaryFolder() { return temporaryFolder_; }
+    TemporaryFolder& temporaryFolder() { return owner_ != nullptr ? owner_->temporaryFolder() : temporaryFolder_; }
 
     bool quiet = false;
     bool verbose = false;
     bool json = false;
 
 private:
+    Tool* owner_ = nullptr;
     archivefile::VexDLLExt root_;
     ProgressLine progress_;
     TemporaryFolder temporaryFolder_;
