@@ -2,11 +2,13 @@
 // finds the same set of handlers.
 #pragma once
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
 class VexDLL;
 
-class RtmFile {
+class ARCHIVEFILE_EXPORT RtmFile {
 public:
     explicit RtmFile(VexDLL* parent) : parent_(parent) {}
     VexDLL* parent() const { return parent_; }

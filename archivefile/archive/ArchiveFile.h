@@ -15,10 +15,10 @@
 
 #include "archivefile/archive/TokenPair.h"
 #include "archivefile/archive/pbo_entry.h"
+#include "archivefile/foundation/Export.h"
 #include "archivefile/foundation/FileString.h"
 #include "archivefile/foundation/NamePatterns.h"
 #include "archivefile/foundation/Progress.h"
-#include "archivefile/foundation/Sha1.h"
 #include "archivefile/foundation/VexFileIO.h"
 
 namespace archivefile {
@@ -58,7 +58,7 @@ enum ArchiveErrors : int {
     AE_MissingFiles = -28,
 };
 
-class ArchiveFile {
+class ARCHIVEFILE_EXPORT ArchiveFile {
 public:
     // Option flags of OpenPbo and extraction (one int, passed unchanged all the way down).
     static constexpr int IgnorePrefix = 0x01;   // extract into a folder named after the archive
@@ -283,7 +283,7 @@ private:
     // Lead byte, then 20 digest bytes or 4 checksum bytes.
     std::array<std::uint8_t, 21> trailer_{};
     std::size_t trailerSize_ = 0;
-    Sha1::Digest computedDigest_{};
+    std::array<std::uint8_t, 20> computedDigest_{};
     std::vector<TokenPair> properties_;
     std::vector<std::unique_ptr<pbo_entry>> entries_;
     Progress* progress_ = nullptr;

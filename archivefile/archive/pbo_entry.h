@@ -6,13 +6,14 @@
 #include <memory>
 #include <span>
 
+#include "archivefile/foundation/Export.h"
 #include "archivefile/foundation/FileString.h"
 
 namespace archivefile {
 
 class VexFileIO;
 
-class pbo_entry {
+class ARCHIVEFILE_EXPORT pbo_entry {
 public:
     // Packing methods, read as little-endian 32-bit values.
     static constexpr std::uint32_t Stored = 0;

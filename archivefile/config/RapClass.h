@@ -5,11 +5,13 @@
 
 #include <string_view>
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
 class Rapify;
 
-class RapClass {
+class ARCHIVEFILE_EXPORT RapClass {
 public:
     // The kind numbers are those the raP writer dispatches on.
     enum Kind : int {

@@ -9,13 +9,14 @@
 #include <vector>
 
 #include "archivefile/config/RapTextOutput.h"
+#include "archivefile/foundation/Export.h"
 #include "archivefile/foundation/VexFileIO.h"
 
 namespace archivefile {
 
 class VexDLL;
 
-class RapFile {
+class ARCHIVEFILE_EXPORT RapFile {
 public:
     // The decoder's own result codes; the shared codes 0 to 9 keep their meaning.
     enum Errors : int {

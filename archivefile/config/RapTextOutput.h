@@ -8,11 +8,13 @@
 #include <string>
 #include <string_view>
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
 class VexFileIO;
 
-class RapTextOutput {
+class ARCHIVEFILE_EXPORT RapTextOutput {
 public:
     // `reporter` receives the "no memory" line when the text cannot grow; null means standard error.
     explicit RapTextOutput(VexFileIO* reporter = nullptr) : reporter_(reporter) {}

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "archivefile/config/RapClass.h"
+#include "archivefile/foundation/Export.h"
 #include "archivefile/foundation/GenString.h"
 #include "archivefile/foundation/VexFileIO.h"
 
@@ -21,7 +22,7 @@ namespace archivefile {
 
 class VexDLL;
 
-class Rapify {
+class ARCHIVEFILE_EXPORT Rapify {
 public:
     // Codes of the compiler; 1 to 9 are the shared codes.
     enum Errors : int {

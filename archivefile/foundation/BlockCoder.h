@@ -6,6 +6,8 @@
 #include <memory>
 #include <span>
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
 // The block coder shared by archives and textures. The method is picked by flag bits tested in the order
@@ -19,7 +21,7 @@ namespace archivefile {
 //   -consumed  the LZSS checksum matched neither signedness; it is never above -4, since the four
 //              checksum bytes are always part of what was consumed.
 // Allocation failures raise GE_OutOfMemory; a destination too small for an encoder raises GE_CodeBug.
-class BlockCoder {
+class ARCHIVEFILE_EXPORT BlockCoder {
 public:
     static constexpr unsigned RunFlag = 0x10;      // byte-run packets
     static constexpr unsigned LzoFlag = 0x01;      // LZO1X

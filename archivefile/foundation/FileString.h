@@ -6,11 +6,12 @@
 #include <span>
 #include <string>
 
+#include "archivefile/foundation/Export.h"
 #include "archivefile/foundation/GenString.h"
 
 namespace archivefile {
 
-class FileString {
+class ARCHIVEFILE_EXPORT FileString {
 public:
     FileString() = default;
     FileString(const char* text) { text_.Strdup(text); }

@@ -10,11 +10,13 @@
 #include <string_view>
 #include <vector>
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
 using FilePtr = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
-class FileStringA {
+class ARCHIVEFILE_EXPORT FileStringA {
 public:
     // Modes of fs_CreateTextFile.
     static constexpr int PlainText = 0;

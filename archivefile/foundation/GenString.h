@@ -8,13 +8,14 @@
 #include <string_view>
 #include <vector>
 
+#include "archivefile/foundation/Export.h"
 #include "archivefile/foundation/SharedTypes.h"
 
 namespace archivefile {
 
 class VexFileIO;
 
-class GenString {
+class ARCHIVEFILE_EXPORT GenString {
 public:
     GenString() = default;
     [[gnu::format(printf, 2, 3)]] explicit GenString(const char* format, ...);

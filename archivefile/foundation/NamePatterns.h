@@ -9,9 +9,11 @@
 #include <string_view>
 #include <vector>
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
-class NamePatterns {
+class ARCHIVEFILE_EXPORT NamePatterns {
 public:
     // Patterns separated by commas; blanks around each are dropped, and so are empty ones.
     explicit NamePatterns(std::string_view list);

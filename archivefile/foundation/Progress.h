@@ -10,9 +10,11 @@
 
 #include <cstdint>
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
-class Progress {
+class ARCHIVEFILE_EXPORT Progress {
 public:
     struct Counts {
         std::uint64_t files = 0;

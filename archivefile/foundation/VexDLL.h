@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "archivefile/foundation/Export.h"
 #include "archivefile/foundation/GenString.h"
 
 namespace archivefile {
@@ -20,7 +21,7 @@ class WrpFile;
 class VexSound;
 class RtmFile;
 
-class VexDLL {
+class ARCHIVEFILE_EXPORT VexDLL {
 public:
     static constexpr float Version = 4.11f;
 

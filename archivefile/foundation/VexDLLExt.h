@@ -3,13 +3,14 @@
 
 #include <memory>
 
+#include "archivefile/foundation/Export.h"
 #include "archivefile/foundation/VexDLL.h"
 
 namespace archivefile {
 
 class TexFile;
 
-class VexDLLExt : public VexDLL {
+class ARCHIVEFILE_EXPORT VexDLLExt : public VexDLL {
 public:
     VexDLLExt();
     ~VexDLLExt() override;

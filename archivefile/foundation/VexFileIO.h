@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "archivefile/foundation/Export.h"
 #include "archivefile/foundation/FileString.h"
 #include "archivefile/foundation/GenString.h"
 #include "archivefile/foundation/SharedTypes.h"
@@ -22,7 +23,7 @@ class VexDLL;
 // The library formats every message itself and passes the finished text as the only argument.
 using LogCallback = bool (*)(const char* format, ...);
 
-class VexFileIO {
+class ARCHIVEFILE_EXPORT VexFileIO {
 public:
     VexFileIO();
     explicit VexFileIO(VexDLL* parent);

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <memory>
 
+#include "archivefile/foundation/Export.h"
 #include "archivefile/foundation/VexFileIO.h"
 
 namespace archivefile {
@@ -15,7 +16,7 @@ class VexDLL;
 // A glyph record: 12 bytes in the old layout, 14 in the new one (IsKern), read as bytes.
 struct FxyEntry;
 
-class FxyFile {
+class ARCHIVEFILE_EXPORT FxyFile {
 public:
     static constexpr int NonModularSize = 10;
     static constexpr unsigned OldRecords = 224;

@@ -6,6 +6,7 @@
 #include <span>
 #include <vector>
 
+#include "archivefile/foundation/Export.h"
 #include "archivefile/foundation/VexFileIO.h"
 #include "archivefile/media/WssCodec.h"
 
@@ -13,7 +14,7 @@ namespace archivefile {
 
 class VexDLL;
 
-class VexSound {
+class ARCHIVEFILE_EXPORT VexSound {
 public:
     // The sound handler's own result codes; the shared codes 0 to 9 keep their meaning.
     enum Errors : int {

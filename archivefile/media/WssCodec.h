@@ -19,9 +19,11 @@
 #include <span>
 #include <vector>
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
-class WssCodec {
+class ARCHIVEFILE_EXPORT WssCodec {
 public:
     // The compression values of the WSS header.
     static constexpr int Nibble = 4;

@@ -8,11 +8,13 @@
 #include <string_view>
 #include <vector>
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
 class VexFileIO;
 
-class MlodModel {
+class ARCHIVEFILE_EXPORT MlodModel {
 public:
     // One face: the fixed record (vertex count, four vertex records of point index, normal index, u
     // and v, then the face flags) and the two names that follow it, empty for none.

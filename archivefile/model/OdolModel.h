@@ -7,11 +7,13 @@
 #include <span>
 #include <vector>
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
 class VexFileIO;
 
-class OdolModel {
+class ARCHIVEFILE_EXPORT OdolModel {
 public:
     // Results beside 0 that the model handler turns into warnings.
     static constexpr int Residue = 23;

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "archivefile/foundation/Export.h"
 #include "archivefile/foundation/GenString.h"
 #include "archivefile/foundation/VexFileIO.h"
 #include "archivefile/model/MlodModel.h"
@@ -18,7 +19,7 @@ namespace archivefile {
 
 class VexDLL;
 
-class P3dFile : public P3dHeader {
+class ARCHIVEFILE_EXPORT P3dFile : public P3dHeader {
 public:
     // The handler's own result codes; 0 to 9 are the shared ones.
     enum Errors : int {

@@ -7,11 +7,13 @@
 #include <cstdio>
 #include <string>
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
 class VexFileIO;
 
-class P3dHeader {
+class ARCHIVEFILE_EXPORT P3dHeader {
 public:
     // Model kinds: the version word of a binarised model, or one of the editable forms.
     static constexpr int KindMlod = 0;

@@ -2,11 +2,13 @@
 // tool finds the same set of handlers.
 #pragma once
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
 class VexDLL;
 
-class PewFile {
+class ARCHIVEFILE_EXPORT PewFile {
 public:
     explicit PewFile(VexDLL* parent) : parent_(parent) {}
     VexDLL* parent() const { return parent_; }

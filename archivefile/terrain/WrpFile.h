@@ -2,11 +2,13 @@
 // the same set of handlers.
 #pragma once
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
 class VexDLL;
 
-class WrpFile {
+class ARCHIVEFILE_EXPORT WrpFile {
 public:
     explicit WrpFile(VexDLL* parent) : parent_(parent) {}
     VexDLL* parent() const { return parent_; }

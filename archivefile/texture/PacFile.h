@@ -12,6 +12,7 @@
 #include <span>
 #include <vector>
 
+#include "archivefile/foundation/Export.h"
 #include "archivefile/foundation/GenString.h"
 #include "archivefile/foundation/VexFileIO.h"
 
@@ -20,7 +21,7 @@ namespace archivefile {
 class VexDLL;
 class TextureImage;
 
-class PacFile {
+class ARCHIVEFILE_EXPORT PacFile {
 public:
     // The handler's own results; the shared codes 0 to 9 keep their meaning.
     enum Errors : int {

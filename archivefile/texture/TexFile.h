@@ -9,13 +9,14 @@
 #include <string_view>
 #include <vector>
 
+#include "archivefile/foundation/Export.h"
 #include "archivefile/foundation/VexFileIO.h"
 
 namespace archivefile {
 
 class VexDLL;
 
-class TexFile {
+class ARCHIVEFILE_EXPORT TexFile {
 public:
     // The handler's own result codes; 0 to 9 are the shared ones.
     enum Errors : int {

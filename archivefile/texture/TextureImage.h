@@ -7,9 +7,11 @@
 #include <span>
 #include <vector>
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
-class TextureImage {
+class ARCHIVEFILE_EXPORT TextureImage {
 public:
     TextureImage() = default;
     // An image of transparent black.

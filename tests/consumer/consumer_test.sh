@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Installs the build into a prefix of its own, moves that prefix elsewhere, and builds the examples
+# against it twice, as programs that use the library would: with CMake's find_package, and with the
+# flags pkg-config gives. Both must build, link only the library, and run.
+#     consumer_test.sh BUILD_DIR SOURCE_DIR CXX
+set -euo pipefail
+build=$1 source=$2 cxx=$3
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+cmake --install "$build" --prefix "$work/staged" >/dev/null
+mv "$work/staged" "$work/prefix"
+
+# CMake: every example, run on a mod folder of their own.
+cmake -S "$source/examples" -B "$work/cmake" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" \
+      -DCMAKE_PREFIX_PATH="$work/prefix" >/dev/null
+cmake --build "$work/cmake" >/dev/null
+bash "$source/examples/run_examples.sh" "$work/cmake"
+
+# pkg-config: two of them, from the moved prefix's own .pc file.
+export PKG_CONFIG_PATH="$work/prefix/lib/pkgconfig"
+libdir=$(pkg-config --variable=libdir archivefile)
+for example in list_archive config_roundtrip; do
+  # shellcheck disable=SC2046
+  "$cxx" -std=c++20 -o "$work/$example" "$source/examples/$example.cpp" \
+         $(pkg-config --cflags --libs archivefile) -Wl,-rpath,"$libdir"
+done
+mkdir "$work/mod"
+printf 'class CfgPatches {\n    class demo { units[] = {}; };\n};\n' > "$work/mod/config.cpp"
+"$work/cmake/pack_folder" "$work/mod" "$work/mod.pbo" >/dev/null 2>&1
+"$work/list_archive" "$work/mod.pbo" | grep -q '^config.bin ' || { echo "consumer: list_archive" >&2; exit 1; }
+"$work/config_roundtrip" "$work/mod/config.cpp" 2>/dev/null | grep -q 'class demo' ||
+  { echo "consumer: config_roundtrip" >&2; exit 1; }
+echo "consumer: CMake and pkg-config programs built against the moved prefix and ran"
