@@ -10,6 +10,10 @@ trap 'rm -rf "$work"' EXIT
 
 cmake --install "$build" --prefix "$work/staged" >/dev/null
 mv "$work/staged" "$work/prefix"
+test -f "$work/prefix/share/bash-completion/completions/vex" || { echo "consumer: no completion" >&2; exit 1; }
+if command -v help2man >/dev/null; then
+  grep -q "^.SS \"vex pack\"" "$work/prefix/share/man/man1/vex.1" || { echo "consumer: no man page" >&2; exit 1; }
+fi
 
 # CMake: every example, run on a mod folder of their own.
 cmake -S "$source/examples" -B "$work/cmake" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" \
