@@ -41,4 +41,15 @@ identified=$("$bin/identify_file" "$work/mod.pbo" "$work/mod/config.cpp.bin" "$w
 grep -q 'mod.pbo: archive of 2 entries, prefix x\\demo\\addons\\example' <<<"$identified" || fail "identify_file: $identified"
 grep -q 'config.cpp.bin: binarised config' <<<"$identified" || fail "identify_file: $identified"
 grep -q 'readme.txt: not a file this library reads' <<<"$identified" || fail "identify_file: $identified"
+# The README shows quick_tour.cpp as it stands, so what it shows is what is compiled and run here.
+readme=$(dirname "$0")/../README.md
+if [ -f "$readme" ]; then
+  sed -n '/^\/\/ examples\/quick_tour.cpp/,/^```$/p' "$readme" | sed '$d' |
+    cmp -s - "$(dirname "$0")/quick_tour.cpp" || fail "README and quick_tour.cpp differ"
+fi
+tour=$(cd "$work" && "$bin/quick_tour")
+grep -q '^prefix=x\\demo\\addons\\example$' <<<"$tour" || fail "quick_tour: $tour"
+grep -q '^data\\readme.txt 23 bytes$' <<<"$tour" || fail "quick_tour: $tour"
+grep -q 'class demo_lamps' <<<"$tour" || fail "quick_tour: $tour"
+grep -q '^ x = 1;' <<<"$tour" || fail "quick_tour: $tour"
 echo "examples: all ran as expected"
