@@ -8,9 +8,12 @@ namespace archivefile {
 
 class VexDLL;
 
+/// Skeletal animations (.rtm): not read by this library; the root keeps the handler.
 class ARCHIVEFILE_EXPORT RtmFile {
 public:
+    /// A handler of the root `parent`.
     explicit RtmFile(VexDLL* parent) : parent_(parent) {}
+    /// The root the handler belongs to.
     VexDLL* parent() const { return parent_; }
 
 private:

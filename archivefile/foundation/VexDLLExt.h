@@ -10,11 +10,13 @@ namespace archivefile {
 
 class TexFile;
 
+/// The root with the texture-index handler as well.
 class ARCHIVEFILE_EXPORT VexDLLExt : public VexDLL {
 public:
     VexDLLExt();
     ~VexDLLExt() override;
 
+    /// The texture-index handler; null when its allocation failed.
     TexFile* texFile() const { return textureIndex_.get(); }
 
 private:

@@ -8,9 +8,12 @@ namespace archivefile {
 
 class VexDLL;
 
+/// World files (.wrp): not read by this library; the root keeps the handler.
 class ARCHIVEFILE_EXPORT WrpFile {
 public:
+    /// A handler of the root `parent`.
     explicit WrpFile(VexDLL* parent) : parent_(parent) {}
+    /// The root the handler belongs to.
     VexDLL* parent() const { return parent_; }
 
 private:

@@ -15,6 +15,13 @@ if command -v help2man >/dev/null; then
   grep -q "^.SS \"vex pack\"" "$work/prefix/share/man/man1/vex.1" || { echo "consumer: no man page" >&2; exit 1; }
 fi
 
+# The shared library exports its classes and nothing else: no internals, no code of the standard library.
+library=$(find "$work/prefix" -name 'libarchivefile.so.*.*' | head -1)
+foreign=$(nm -D --defined-only -C "$library" | sed 's/^[0-9a-f]* [A-Za-z] //' |
+          grep -Ev '^((vtable|typeinfo|typeinfo name) for )?archivefile::' || true)
+internal=$(nm -D --defined-only -C "$library" | grep -E 'archivefile::(paths|Platform|rapformat|configtext|Sha1|formatText)' || true)
+[ -z "$foreign$internal" ] || { echo "consumer: exported beyond the interface:" >&2; echo "$foreign$internal" | head >&2; exit 1; }
+
 # CMake: every example, run on a mod folder of their own.
 cmake -S "$source/examples" -B "$work/cmake" -G Ninja -DCMAKE_CXX_COMPILER="$cxx" \
       -DCMAKE_PREFIX_PATH="$work/prefix" >/dev/null
