@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -156,53 +157,99 @@ struct EntryInfo {
     bool compressed;
 };
 
-// An archive open for reading, with a root of its own.
+// An archive open for reading, with a root of its own. Its calls run without the interpreter lock, so
+// one call at a time holds the handler; the lock is taken only once the interpreter's is let go, so
+// that a log callable, which takes the interpreter's, never waits for a thread that waits for it.
 class Archive {
+private:
+    ArchiveFile& archive() const { return *root_->archiveFile(); }
+
+    template <class Operation>
+    auto locked(Operation&& operation) {
+        return released([&] {
+            const std::lock_guard<std::mutex> hold(mutex_);
+            return operation();
+        });
+    }
+
+    // Runs `operation` on the open archive; a closed one raises ValueError.
+    template <class Operation>
+    auto whileOpen(Operation&& operation) {
+        bool open = false;
+        auto result = locked([&] {
+            open = archive().isOpen();
+            return open ? operation() : decltype(operation()){};
+        });
+        if (!open) throw py::value_error("the archive is closed");
+        return result;
+    }
+
 public:
-    Archive(const std::filesystem::path& path, py::object log) : path_(native(path)) {
+    Archive(const std::filesystem::path& path, py::object log) {
+        const std::string file = native(path);
         LogRoute route(std::move(log));
-        const int code = released([&] { return archive().OpenPbo(path_.c_str(), route.callback(), ArchiveFile::OpenAsNamed); });
+        const int code = locked([&] { return archive().OpenPbo(file.c_str(), route.callback(), ArchiveFile::OpenAsNamed); });
         if (code != 0) route.fail(code, archive().ErrorString(code));
     }
 
-    std::vector<EntryInfo> entries() const {
-        std::vector<EntryInfo> list;
-        requireOpen();
-        for (auto* entry = archive().GetChain(); entry != nullptr; entry = archive().GetNext(entry))
-            list.push_back({entry->name(), entry->isCompressed() ? entry->originalSize() : entry->dataSize(),
-                            entry->dataSize(), entry->timeStamp(), entry->isCompressed()});
-        return list;
+    std::vector<EntryInfo> entries() {
+        return whileOpen([&] {
+            std::vector<EntryInfo> list;
+            for (auto* entry = archive().GetChain(); entry != nullptr; entry = archive().GetNext(entry))
+                list.push_back({entry->name(), entry->isCompressed() ? entry->originalSize() : entry->dataSize(),
+                                entry->dataSize(), entry->timeStamp(), entry->isCompressed()});
+            return list;
+        });
     }
 
-    py::dict properties() const {
+    py::dict properties() {
+        const auto pairs = whileOpen([&] {
+            std::vector<std::pair<std::string, std::string>> copied;
+            for (const archivefile::TokenPair& property : archive().properties())
+                copied.emplace_back(property.name.view(), property.value.view());
+            return copied;
+        });
         py::dict all;
-        requireOpen();
-        for (const archivefile::TokenPair& property : archive().properties())
-            all[text(property.name.view())] = text(property.value.view());
+        for (const auto& [name, value] : pairs) all[text(name)] = text(value);
         return all;
     }
 
-    py::object prefix() const {
-        requireOpen();
-        return archive().HasPrefix() ? py::object(text(archive().GetPrefix())) : py::none();
+    py::object prefix() {
+        const auto prefix = whileOpen([&] {
+            return archive().HasPrefix() ? std::optional<std::string>(archive().GetPrefix()) : std::nullopt;
+        });
+        return prefix ? py::object(text(*prefix)) : py::none();
+    }
+
+    int type() {
+        return whileOpen([&] { return archive().GetPboType(); });
+    }
+
+    py::str headerReport() {
+        return text(whileOpen([&] { return std::string(archive().headerReport()); }));
     }
 
     py::bytes read(const std::string& name, bool decode, bool reference) {
-        requireOpen();
-        archivefile::pbo_entry* entry = archive().FindEntry(name.c_str());
-        if (entry == nullptr) throw py::key_error("no entry " + name);
         LogRoute route;
         const int flags = decode ? ArchiveFile::DecodeData | (reference ? 0 : ArchiveFile::KeepTextBytes) : 0;
-        const int code = released([&] { return archive().GetFileData(entry, flags); });
+        std::string data;
+        bool found = false;
+        const int code = whileOpen([&] {
+            archivefile::pbo_entry* entry = archive().FindEntry(name.c_str());
+            found = entry != nullptr;
+            if (!found) return 0;
+            const int result = archive().GetFileData(entry, flags);
+            if (result == 0) data.assign(reinterpret_cast<const char*>(entry->data().data()), entry->data().size());
+            entry->FreeData();
+            return result;
+        });
+        if (!found) throw py::key_error("no entry " + name);
         if (code != 0) route.fail(code, archive().ErrorString(code));
-        py::bytes data(reinterpret_cast<const char*>(entry->data().data()), entry->data().size());
-        entry->FreeData();
-        return data;
+        return py::bytes(data);
     }
 
     std::string extract(const std::optional<std::filesystem::path>& destination, const std::optional<std::string>& files,
                         bool decode, bool ignorePrefix, bool reference, py::object log) {
-        requireOpen();
         LogRoute route(std::move(log));
         std::optional<archivefile::NamePatterns> selection;
         if (files) selection.emplace(*files);
@@ -210,26 +257,26 @@ public:
         unsigned flags = ArchiveFile::Brief;
         if (decode) flags |= ArchiveFile::DecodeText | (reference ? 0 : ArchiveFile::KeepText);
         if (ignorePrefix) flags |= ArchiveFile::IgnorePrefix;
-        const int code = released([&] {
+        std::string written;
+        const int code = whileOpen([&] {
             archive().setConfigOptions(configOptions(reference));
             archive().setSelection(selection ? &*selection : nullptr);
             const int result = archive().ExtractPreOpened(flags, nullptr, destination ? folder.c_str() : nullptr, 0);
             archive().setSelection(nullptr);
+            written = archive().extractionFolder();
             return result;
         });
         if (code != 0) route.fail(code, archive().ErrorString(code));
-        return archive().extractionFolder();
+        return written;
     }
 
-    void close() { archive().ClosePbo(); }
-    ArchiveFile& archive() const { return *root_->archiveFile(); }
-    void requireOpen() const {
-        if (!archive().isOpen()) throw py::value_error("the archive is closed");
+    void close() {
+        locked([&] { return archive().ClosePbo(); });
     }
 
 private:
     std::unique_ptr<archivefile::VexDLL> root_ = std::make_unique<archivefile::VexDLL>();
-    std::string path_;
+    std::mutex mutex_;
 };
 
 std::string pack(const std::filesystem::path& folder, const std::optional<std::filesystem::path>& output,
@@ -442,11 +489,8 @@ PYBIND11_MODULE(archivefile, module) {
         .def_property_readonly("entries", &Archive::entries)
         .def_property_readonly("properties", &Archive::properties)
         .def_property_readonly("prefix", &Archive::prefix)
-        .def_property_readonly("type", [](const Archive& archive) { return archive.archive().GetPboType(); })
-        .def_property_readonly("header_report", [](const Archive& archive) {
-            archive.requireOpen();
-            return text(archive.archive().headerReport());
-        })
+        .def_property_readonly("type", &Archive::type)
+        .def_property_readonly("header_report", &Archive::headerReport)
         .def("read", &Archive::read, "name"_a, "decode"_a = false, "reference"_a = false,
              "One entry's bytes, expanded; with decode, a binarised config as its text.")
         .def("extract", &Archive::extract, "destination"_a = py::none(), "files"_a = py::none(), "decode"_a = false,
