@@ -42,4 +42,18 @@ printf 'class CfgPatches {\n    class demo { units[] = {}; };\n};\n' > "$work/mo
 "$work/list_archive" "$work/mod.pbo" | grep -q '^config.bin ' || { echo "consumer: list_archive" >&2; exit 1; }
 "$work/config_roundtrip" "$work/mod/config.cpp" 2>/dev/null | grep -q 'class demo' ||
   { echo "consumer: config_roundtrip" >&2; exit 1; }
-echo "consumer: CMake and pkg-config programs built against the moved prefix and ran"
+
+# Python: the installed module finds the library beside it.
+module=$(find "$work/prefix" -name 'archivefile.cpython-*.so' | head -1)
+# The interpreter of the version the module was built for: "cpython-311" is python3.11.
+python=python$(basename "$module" | sed -E 's/.*cpython-3([0-9]+).*/3.\1/')
+if [ -n "$module" ] && command -v "$python" >/dev/null; then
+  PYTHONPATH=$(dirname "$module") "$python" - "$work/mod.pbo" "$work/mod/config.cpp" <<'PYTHON' ||
+import sys, archivefile
+with archivefile.Archive(sys.argv[1]) as archive:
+    assert [entry.name for entry in archive.entries] == ["config.bin"]
+assert archivefile.compile_config_file(sys.argv[2])[:4] == b"\0raP"
+PYTHON
+    { echo "consumer: installed Python module" >&2; exit 1; }
+fi
+echo "consumer: CMake, pkg-config and Python programs used the moved prefix"
