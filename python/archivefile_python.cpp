@@ -37,8 +37,9 @@ using archivefile::ArchiveFile;
 
 namespace {
 
-py::object errorType;
-py::object configErrorType;
+// The exception types live as long as the process: no reference to them is ever given back.
+py::handle errorType;
+py::handle configErrorType;
 
 // Texts of files and of the library are 8-bit: bytes that are not UTF-8 survive as surrogates.
 py::str text(std::string_view bytes) {
@@ -95,6 +96,12 @@ public:
         py::list all;
         for (const std::string& line : lines_) all.append(text(line));
         return all;
+    }
+
+    // Raises what the callable raised, else Error for a code other than 0.
+    void check(int code, const char* message) {
+        rethrow();
+        if (code != 0) fail(code, message);
     }
 
     [[noreturn]] void fail(int code, const char* message, py::dict extra = {}, py::handle type = errorType) {
@@ -189,7 +196,7 @@ public:
         const std::string file = native(path);
         LogRoute route(std::move(log));
         const int code = locked([&] { return archive().OpenPbo(file.c_str(), route.callback(), ArchiveFile::OpenAsNamed); });
-        if (code != 0) route.fail(code, archive().ErrorString(code));
+        route.check(code, archive().ErrorString(code));
     }
 
     std::vector<EntryInfo> entries() {
@@ -244,7 +251,7 @@ public:
             return result;
         });
         if (!found) throw py::key_error("no entry " + name);
-        if (code != 0) route.fail(code, archive().ErrorString(code));
+        route.check(code, archive().ErrorString(code));
         return py::bytes(data);
     }
 
@@ -266,7 +273,7 @@ public:
             written = archive().extractionFolder();
             return result;
         });
-        if (code != 0) route.fail(code, archive().ErrorString(code));
+        route.check(code, archive().ErrorString(code));
         return written;
     }
 
@@ -301,7 +308,7 @@ std::string pack(const std::filesystem::path& folder, const std::optional<std::f
         return archive.MakePboNew(source.c_str(), flags, output ? target.c_str() : nullptr, route.callback(),
                                   neverCompress.c_str(), prefix ? prefix->c_str() : nullptr);
     });
-    if (code != 0) route.fail(code, archive.ErrorString(code));
+    route.check(code, archive.ErrorString(code));
     return archive.builtArchive();
 }
 
@@ -326,6 +333,7 @@ py::bytes compile(Compile&& run, bool kern, const std::optional<std::filesystem:
         const int compiled = run(compiler, route.callback());
         return compiled != 0 ? compiled : compiler.OutputRap(bytes, kern);
     });
+    route.rethrow();
     if (code != 0) failCompile(route, compiler, code);
     return py::bytes(reinterpret_cast<const char*>(bytes.data()), bytes.size());
 }
@@ -340,6 +348,7 @@ py::dict checkConfig(const std::filesystem::path& path, const std::optional<std:
         if (includeRoot) compiler.SetIncludeRoot(folder.c_str());
         return compiler.OpenRapText(file.c_str(), configOptions(reference), route.callback());
     });
+    route.rethrow();
     if (code != 0) failCompile(route, compiler, code);
     const auto& counted = compiler.statistics();
     return py::dict("classes"_a = counted.classes, "extern_classes"_a = counted.externClasses,
@@ -358,7 +367,7 @@ py::str decodeConfig(const py::bytes& data, bool tabs, bool reference) {
         return decoder.Rap2Text({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}, "",
                                 reference ? 0 : archivefile::RapFile::ExtendedSyntax);
     });
-    if (code != 0) route.fail(code, decoder.ErrorString(code));
+    route.check(code, decoder.ErrorString(code));
     return text(decoder.decodedText());
 }
 
@@ -371,7 +380,7 @@ py::dict describeModel(const std::filesystem::path& path) {
         archivefile::P3dHeader::setK3PrefixOutput(nullptr);
         return model.Open(file.c_str(), route.callback());
     });
-    if (code != 0) route.fail(code, model.ErrorString(static_cast<unsigned char>(code)));
+    route.check(code, model.ErrorString(static_cast<unsigned char>(code)));
     archivefile::GenString type;
     model.GetTypeStr(&type);
     std::string_view typeLine = type.view();
@@ -395,7 +404,7 @@ py::dict describeTexture(const std::filesystem::path& path) {
     const std::string file = native(path);
     LogRoute route;
     const int code = released([&] { return texture.Open(file.c_str(), route.callback()); });
-    if (code != 0) route.fail(code, texture.ErrorString(code));
+    route.check(code, texture.ErrorString(code));
     py::dict taggs;
     const auto value = [&](const char* name, const archivefile::PacFile::Tagg& tagg) {
         if (tagg.present) taggs[name] = tagg.value;
@@ -420,7 +429,7 @@ py::dict describeSound(const std::filesystem::path& path) {
     const std::string file = native(path);
     LogRoute route;
     const int code = released([&] { return sound.Open(file.c_str(), route.callback(), archivefile::VexSound::HeaderOnly); });
-    if (code != 0) route.fail(code, sound.ErrorString(code));
+    route.check(code, sound.ErrorString(code));
     const auto& heard = sound.description();
     // Both forms are read by the same call; the signature tells which one it was.
     char signature[4] = {};
@@ -437,7 +446,7 @@ py::dict describeFont(const std::filesystem::path& path) {
     const std::string file = native(path);
     LogRoute route;
     const int code = released([&] { return font.OpenFxy(file.c_str(), nullptr, 0); });
-    if (code != 0) route.fail(code, font.ErrorString(code));
+    route.check(code, font.ErrorString(code));
     return py::dict("layout"_a = font.IsKern() ? "VXFo" : "plain", "records"_a = font.entryCount(),
                     "record_size"_a = font.entrySize());
 }
@@ -451,7 +460,7 @@ py::dict describeTextureIndex(const std::filesystem::path& path) {
         index.SetCallBack(route.callback());
         return index.OpenTex(file.c_str(), nullptr, 0);
     });
-    if (code != 0) route.fail(code, index.ErrorString(code));
+    route.check(code, index.ErrorString(code));
     py::list textures;
     for (const auto& entry : *index.GetTexBody())
         textures.append(py::dict("path"_a = text(entry.path), "mipmaps"_a = entry.mipmapCount,
@@ -465,9 +474,9 @@ PYBIND11_MODULE(archivefile, module) {
     module.doc() = "Archives (.pbo), configs and their binarised form, models, textures, sounds and fonts.";
     module.attr("__version__") = archivefile::VexDLL::versionText();
 
-    errorType = py::reinterpret_steal<py::object>(PyErr_NewExceptionWithDoc(
+    errorType = py::handle(PyErr_NewExceptionWithDoc(
         "archivefile.Error", "A failed operation: code, message, and the lines it reported.", PyExc_RuntimeError, nullptr));
-    configErrorType = py::reinterpret_steal<py::object>(PyErr_NewExceptionWithDoc(
+    configErrorType = py::handle(PyErr_NewExceptionWithDoc(
         "archivefile.ConfigError", "A config that does not compile: also file, line, source_line, expansion, column.",
         errorType.ptr(), nullptr));
     module.attr("Error") = errorType;
