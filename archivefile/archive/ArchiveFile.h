@@ -139,7 +139,7 @@ public:
 
     /// The archive's type: one of the Type values.
     int GetPboType() const { return type_; }
-    /// Whether the archive has a prefix, and the prefix ("" when none).
+    /// Whether the archive has a prefix.
     bool HasPrefix() const;
     /// The prefix of the open archive; "" when it has none.
     const char* GetPrefix() const;

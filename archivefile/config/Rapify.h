@@ -217,9 +217,9 @@ public:
     static RapClass* rap_NextArray(RapClass* node);
     static RapClass* rap_GetFirstSimpleArrayEntry(RapClass* array);
     static RapClass* rap_GetNextSimpleArrayEntry(RapClass* element);
+    //@}
     /// The primary class of the tree compiled from a file of that name (the last one when the file
     /// was compiled more than once), or null; the name of the current tree.
-    //@}
     RapClass* rap_FindFilename(const char* name);
     /// The name of the file the current tree was compiled from.
     const char* rap_GetFilename() const;
