@@ -10,6 +10,8 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
   libsndfile1-dev
+  help2man doxygen
+  pybind11-dev python3-dev python3-pytest
   locales time
 )
 

@@ -2,13 +2,18 @@
 // finds the same set of handlers.
 #pragma once
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
 class VexDLL;
 
-class RtmFile {
+/// Skeletal animations (.rtm): not read by this library; the root keeps the handler.
+class ARCHIVEFILE_EXPORT RtmFile {
 public:
+    /// A handler of the root `parent`.
     explicit RtmFile(VexDLL* parent) : parent_(parent) {}
+    /// The root the handler belongs to.
     VexDLL* parent() const { return parent_; }
 
 private:

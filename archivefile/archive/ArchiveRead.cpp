@@ -15,6 +15,7 @@
 #include "archivefile/foundation/Guarded.h"
 #include "archivefile/foundation/PathRules.h"
 #include "archivefile/foundation/Platform.h"
+#include "archivefile/foundation/Sha1.h"
 #include "archivefile/foundation/TextFormat.h"
 #include "archivefile/foundation/VexDLL.h"
 

@@ -5,6 +5,7 @@
 
 namespace archivefile {
 
+/// One property: a name and its value, as they stand in the file.
 struct TokenPair {
     GenString name;
     GenString value;

@@ -9,15 +9,18 @@
 #include <vector>
 
 #include "archivefile/config/RapTextOutput.h"
+#include "archivefile/foundation/Export.h"
 #include "archivefile/foundation/VexFileIO.h"
 
 namespace archivefile {
 
 class VexDLL;
 
-class RapFile {
+/// The decoder of binarised configs ("raP") back to config text, from a file or from memory. 0 or one
+/// of Errors (or a shared code), whose text ErrorString gives.
+class ARCHIVEFILE_EXPORT RapFile {
 public:
-    // The decoder's own result codes; the shared codes 0 to 9 keep their meaning.
+    /// The decoder's own result codes; the shared codes 0 to 9 keep their meaning.
     enum Errors : int {
         UnknownEntryType = 10,
         UnknownArrayType = 11,
@@ -29,36 +32,43 @@ public:
         UnknownHeader = 101,
     };
 
-    // The three layouts that share the raP signature: classes inline, class bodies by offset, and by
-    // offset behind a signature block.
+    /// The three layouts that share the raP signature: classes inline, class bodies by offset, and by
+    /// offset behind a signature block.
     enum Style : int { TgrStyle = 0, KernStyle = 1, SignedStyle = 2 };
 
-    // Option bit of OpenRap and Rap2Text: array-append entries (entry type 5, `name[] += {...};`) are
-    // decoded; without it they are an unknown entry type. The same bit as Rapify::ExtendedSyntax.
+    /// Option bit of OpenRap and Rap2Text: array-append entries (entry type 5, `name[] += {...};`) are
+    /// decoded; without it they are an unknown entry type. The same bit as Rapify::ExtendedSyntax.
     static constexpr int ExtendedSyntax = 0x2;
 
-    // Classes and arrays nested deeper than this are refused rather than followed.
+    /// Classes and arrays nested deeper than this are refused rather than followed.
     static constexpr int maximumNesting = 1000;
 
+    /// A handler of the root `parent`.
     explicit RapFile(VexDLL* parent);
 
-    // Decode a whole binarised config, from a file or from memory, into text; 0 or an error code.
+    /// Decode a whole binarised config, from a file or from memory, into text; 0 or an error code.
     int OpenRap(const char* path, int options = 0);
-    // `name` stands in the root's "//Class %s{" line.
+    /// `name` stands in the root's "//Class %s{" line.
     int Rap2Text(std::span<const std::uint8_t> bytes, const char* name = "", int options = 0);
-    // The text decoded by the last OpenRap or Rap2Text; after a failure, the text as far as it came,
-    // ended by a comment line that names the error.
+    /// The text decoded by the last OpenRap or Rap2Text; after a failure, the text as far as it came,
+    /// ended by a comment line that names the error.
     std::string_view decodedText() const { return output_.text(); }
-    // Writes the decoded text to `path`, replacing an earlier file only once the text is complete.
+    /// Writes the decoded text to `path`, replacing an earlier file only once the text is complete.
     int WriteDecodedText(const char* path);
+    /// The inherited class of the root class decoded last ("" for none).
     const char* GetInheritedClass() const { return inheritedClass_.c_str(); }
+    /// Releases the decoded text and the input.
     void Close();
+    /// The text of `code`: one of Errors or a shared code.
     const char* ErrorString(int code) const;
+    /// Indents decoded text with tabs (true) or blanks.
     void SetTabChar(bool tab) { output_.SetTabChar(tab); }
+    /// Where the decoder's lines go (null: standard error).
     void SetCallBack(LogCallback callback) { stream_.SetCallBack(callback); }
 
-    // The style of the file decoded last.
+    /// The style of the file decoded last.
     Style style() const { return style_; }
+    /// The root the handler belongs to.
     VexDLL* parent() const { return parent_; }
 
 private:

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "archivefile/config/RapClass.h"
+#include "archivefile/foundation/Export.h"
 #include "archivefile/foundation/GenString.h"
 #include "archivefile/foundation/VexFileIO.h"
 
@@ -21,9 +22,12 @@ namespace archivefile {
 
 class VexDLL;
 
-class Rapify {
+/// The config compiler: preprocesses and parses config text into a tree of RapClass nodes, answers
+/// queries on it, merges trees, writes raP and reads it back. 0 or one of Errors (or a shared code),
+/// whose text ErrorString gives; the first error below 32 sticks for the rest of a compile.
+class ARCHIVEFILE_EXPORT Rapify {
 public:
-    // Codes of the compiler; 1 to 9 are the shared codes.
+    /// Codes of the compiler; 1 to 9 are the shared codes.
     enum Errors : int {
         RAP_UnexpectedEol = 10,
         RAP_BadEval = 11,
@@ -59,28 +63,28 @@ public:
         RAP_EvalUnprocessable = 41,
     };
 
-    // Option bits of OpenRapText, Text2RapClass, Rap2Class and ProcessBinary.
-    // KerN style from the start, and the text read as newer text (no semicolon repair).
+    /// Option bits of OpenRapText, Text2RapClass, Rap2Class and ProcessBinary.
+    /// KerN style from the start, and the text read as newer text (no semicolon repair).
     static constexpr int ForceKern = 0x1;
-    // Configs as mods write them today: a "#" in a define body that is neither "##" nor before a
-    // parameter is the character "#"; a define given again with another body replaces the earlier
-    // one, with a warning; #pragma lines are skipped; `name[] += {...};` is an array-append entry
-    // (entry type 5 of the offset styles, which ProcessBinary reads too); the text is read as newer
-    // text.
+    /// Configs as mods write them today: a "#" in a define body that is neither "##" nor before a
+    /// parameter is the character "#"; a define given again with another body replaces the earlier
+    /// one, with a warning; `#pragma` lines are skipped; `name[] += {...};` is an array-append entry
+    /// (entry type 5 of the offset styles, which ProcessBinary reads too); the text is read as newer
+    /// text.
     static constexpr int ExtendedSyntax = 0x2;
-    // KerN style unless the text chooses another: `#define _TGR_`, which decoded inline-style files
-    // begin with, chooses the inline style, and such a file gets an enum table only when its text
-    // holds an enum block, as inline-style files come both with and without one.
+    /// KerN style unless the text chooses another: `#define _TGR_`, which decoded inline-style files
+    /// begin with, chooses the inline style, and such a file gets an enum table only when its text
+    /// holds an enum block, as inline-style files come both with and without one.
     static constexpr int KernByDefault = 0x4;
 
-    // The low two bits of the mode word choose the raP style; bit 7 records __EVAL or __EXEC.
+    /// The low two bits of the mode word choose the raP style; bit 7 records __EVAL or __EXEC.
     static constexpr int StyleMask = 0x3;
     static constexpr int TgrStyle = 0;
     static constexpr int KernStyle = 1;
     static constexpr int SignedStyle = 2;
     static constexpr int HasEvalsBit = 0x80;
 
-    // Bounds that end hostile input with a code instead of exhausting the stack or the clock.
+    /// Bounds that end hostile input with a code instead of exhausting the stack or the clock.
     static constexpr int MaxClassDepth = 256;
     static constexpr int MaxArrayDepth = 256;
     static constexpr int MaxIncludeDepth = 64;
@@ -88,115 +92,140 @@ public:
     static constexpr std::size_t MaxLineMiB = 16;
     static constexpr std::size_t MaxExpandedLine = MaxLineMiB << 20;
     static constexpr std::int64_t MaxExpansionsPerLine = 1 << 20;
-    // Text scanned and built while expanding one line: defines whose joins and arguments feed
-    // each other can otherwise take exponential time below every other bound.
+    /// Text scanned and built while expanding one line: defines whose joins and arguments feed
+    /// each other can otherwise take exponential time below every other bound.
     static constexpr std::size_t MaxExpansionWorkMiB = 64;
     static constexpr std::size_t MaxExpansionWork = MaxExpansionWorkMiB << 20;
 
+    /// One item of the enum table: a name and its value.
     struct EnumItem {
         std::string name;
         std::int32_t value = 0;
     };
 
-    // What one compile read and built; `vex config check` prints it.
+    /// What one compile read and built; `vex config check` prints it.
     struct Statistics {
-        std::int64_t classes = 0;         // classes with a body
-        std::int64_t externClasses = 0;   // extern and delete entries
-        std::int64_t values = 0;          // named values and arrays
-        std::int64_t defines = 0;         // defines in force at the end
-        std::int64_t filesRead = 0;       // the main text and every include
-        std::int64_t lines = 0;           // physical lines read
-        std::int64_t expandedBytes = 0;   // text handed to the parser, one line feed per line
+        std::int64_t classes = 0;         ///< classes with a body
+        std::int64_t externClasses = 0;   ///< extern and delete entries
+        std::int64_t values = 0;          ///< named values and arrays
+        std::int64_t defines = 0;         ///< defines in force at the end
+        std::int64_t filesRead = 0;       ///< the main text and every include
+        std::int64_t lines = 0;           ///< physical lines read
+        std::int64_t expandedBytes = 0;   ///< text handed to the parser, one line feed per line
     };
 
+    /// A handler of the root `parent`.
     explicit Rapify(VexDLL* parent);
     ~Rapify();
     Rapify(const Rapify&) = delete;
     Rapify& operator=(const Rapify&) = delete;
+    /// The root the handler belongs to.
     VexDLL* parent() const { return parent_; }
 
-    // Compiling. Each compiled text gets a tree of its own; earlier ones stay until Close.
-    // The text of a file; relative includes of the file resolve against its folder.
+    /// Compiling. Each compiled text gets a tree of its own; earlier ones stay until Close.
+    /// The text of a file; relative includes of the file resolve against its folder.
     int OpenRapText(const char* fileName, int options, LogCallback callback);
-    // Text from memory (up to its first zero byte); `name` is what __FILE__ and messages give, and
-    // its relative includes resolve against the include root (or the current folder).
+    /// Text from memory (up to its first zero byte); `name` is what __FILE__ and messages give, and
+    /// its relative includes resolve against the include root (or the current folder).
     int Text2RapClass(std::string_view text, int options, LogCallback callback, const char* name = "text");
-    // Where include names rooted at a separator ("\x\tag\file.hpp") and names with a drive
-    // ("p:\x\tag\file.hpp") are looked for; without one, a rooted name is a path of this system and
-    // a drive cannot be reached.
+    /// Where include names rooted at a separator ("\x\tag\file.hpp") and names with a drive
+    /// ("p:\x\tag\file.hpp") are looked for; without one, a rooted name is a path of this system and
+    /// a drive cannot be reached.
     void SetIncludeRoot(const char* folder);
+    /// The include root ("" for none).
     const char* GetIncludeRoot() const { return includeRoot_.c_str(); }
-    // Frees every tree and the compile state.
+    /// Frees every tree and the compile state.
     void Close();
 
-    // Errors. The first error below 32 sticks for the rest of the compile.
+    /// Errors. The first error below 32 sticks for the rest of the compile.
     const char* ErrorString(int code);
+    /// @name Where the first error stands
+    //@{
+    /// The file, the line, and the code of the first error (code 0: none).
     const char* ErrFname() const { return errorFile_.c_str(); }
     int LineCount() const { return errorLine_; }
     int ErrorCode() const { return errorCode_; }
+    //@}
+    /// Whether the text used __EVAL or __EXEC.
     bool HasEvals() const { return (modeWord_ & HasEvalsBit) != 0; }
+    /// The mode word: the style in the low bits (StyleMask), HasEvalsBit.
     int ModeWord() const { return modeWord_; }
+    /// What the last compile read and built.
     const Statistics& statistics() const { return statistics_; }
 
-    // Where the first error stands, for a caller that shows it: the line it was found in (comments
-    // stripped and continued lines joined; for a define in use, the line that uses it), the text
-    // that line became through its defines when that differs from it, and the column of the
-    // offending token, in `expansion` when there is one, else in `line` (npos when not known).
-    // Both texts are empty when no line applies. It outlives Close, as ErrFname does.
+    /// Where the first error stands, for a caller that shows it: the line it was found in (comments
+    /// stripped and continued lines joined; for a define in use, the line that uses it), the text
+    /// that line became through its defines when that differs from it, and the column of the
+    /// offending token, in `expansion` when there is one, else in `line` (npos when not known).
+    /// Both texts are empty when no line applies. It outlives Close, as ErrFname does.
     struct ErrorPlace {
         std::string line;
         std::string expansion;
         std::size_t column = std::string::npos;
     };
+    /// The place of the first error; see ErrorPlace.
     const ErrorPlace& errorPlace() const { return errorPlace_; }
 
-    // The tree of the current compile.
+    /// The tree of the current compile.
     RapClass* GetFirst();
+    /// The enum items of the current tree.
     const std::vector<EnumItem>& enumTable() const;
-    // Makes a node owned by this compiler; failing to allocate raises code 2.
+    /// Makes a node owned by this compiler; failing to allocate raises code 2.
     RapClass* CreateRapClass(int kind = RapClass::ClassKind);
+    /// Adds a node of `kind` as the last child of `node`.
     RapClass* AddEmbeddedEntry(RapClass* node, int kind = RapClass::ClassKind);
-    // Merges the entries of another tree's primary class into the current tree; 0, or -1 after the
-    // reason went to the standard error stream.
+    /// Merges the entries of another tree's primary class into the current tree; 0, or -1 after the
+    /// reason went to the standard error stream.
     int Merge(RapClass* otherPrimary);
 
-    // Binarised configs. OutputRap writes the current tree as raP in the style its text chose (the
-    // low bits of ModeWord); `force` writes KerN style where the text chose TGR. A tree whose compile
-    // failed is not written: the compile's code comes back. The file is replaced only once complete.
+    /// Binarised configs. OutputRap writes the current tree as raP in the style its text chose (the
+    /// low bits of ModeWord); `force` writes KerN style where the text chose TGR. A tree whose compile
+    /// failed is not written: the compile's code comes back. The file is replaced only once complete.
     int OutputRap(const char* file, bool force);
-    // The same bytes into memory, replacing what `bytes` held (left empty on failure).
+    /// The same bytes into memory, replacing what `bytes` held (left empty on failure).
     int OutputRap(std::vector<std::uint8_t>& bytes, bool force);
-    // Reads an offset-style raP into a tree of its own, which becomes the current tree, and takes
-    // its style as the mode word, so that OutputRap writes it back alike. A header that is neither
-    // inline nor signed is read as KerN style; TGR style and bytes that are not raP are refused with
-    // code 38. With ExtendedSyntax among `options`, array-append entries are read too.
+    /// Reads an offset-style raP into a tree of its own, which becomes the current tree, and takes
+    /// its style as the mode word, so that OutputRap writes it back alike. A header that is neither
+    /// inline nor signed is read as KerN style; TGR style and bytes that are not raP are refused with
+    /// code 38. With ExtendedSyntax among `options`, array-append entries are read too.
     int ProcessBinary(const unsigned char* bytes, int size, int options = 0);
-    // A config that may be text or raP, from a file or from memory: raP is read by ProcessBinary,
-    // text is compiled as OpenRapText and Text2RapClass do (with `options`); `name` is what messages
-    // and rap_FindFilename give.
+    /// A config that may be text or raP, from a file or from memory: raP is read by ProcessBinary,
+    /// text is compiled as OpenRapText and Text2RapClass do (with `options`); `name` is what messages
+    /// and rap_FindFilename give.
     int Rap2Class(const char* fileName, int options);
+    /// The same for a config in memory.
     int Rap2Class(const char* name, int options, std::span<const std::uint8_t> bytes);
-    // Where ProcessBinary and OutputRap send their lines; a compile sets it too.
+    /// Where ProcessBinary and OutputRap send their lines; a compile sets it too.
     void SetCallBack(LogCallback callback);
 
-    // Queries. A null class means the primary class, which is checked first; names compare without
-    // regard to case.
+    /// Queries. A null class means the primary class, which is checked first; names compare without
+    /// regard to case.
     RapClass* rap_FindEntry(const char* name, int kind = -1, RapClass* start = nullptr);
+    /// @name Finding entries in a class
+    //@{
+    /// The entry of that name in the body of `cls`: a class, an array, a value, or any entry.
     RapClass* rap_FindEmbeddedClass(const char* name, RapClass* cls = nullptr);
     RapClass* rap_FindEmbeddedArray(const char* name, RapClass* cls = nullptr);
     RapClass* rap_FindEmbeddedVar(const char* name, RapClass* cls = nullptr);
     RapClass* rap_FindEmbeddedEntry(const char* name, RapClass* cls = nullptr);
+    //@}
+    /// @name Walking a body
+    //@{
+    /// The next class or array among the node's siblings; the first and the next element of an array of
+    /// plain values. Null when there is none.
     static RapClass* rap_NextClass(RapClass* node);
     static RapClass* rap_NextArray(RapClass* node);
     static RapClass* rap_GetFirstSimpleArrayEntry(RapClass* array);
     static RapClass* rap_GetNextSimpleArrayEntry(RapClass* element);
-    // The primary class of the tree compiled from a file of that name (the last one when the file
-    // was compiled more than once), or null; the name of the current tree.
+    //@}
+    /// The primary class of the tree compiled from a file of that name (the last one when the file
+    /// was compiled more than once), or null; the name of the current tree.
     RapClass* rap_FindFilename(const char* name);
+    /// The name of the file the current tree was compiled from.
     const char* rap_GetFilename() const;
 
-    // The primary class must be a nameless class with no siblings and no base; a breach is an
-    // internal fault and raises text.
+    /// The primary class must be a nameless class with no siblings and no base; a breach is an
+    /// internal fault and raises text.
     static void CheckPrimary(const RapClass* primary);
 
 private:

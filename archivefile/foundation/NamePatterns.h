@@ -9,17 +9,21 @@
 #include <string_view>
 #include <vector>
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
-class NamePatterns {
+/// Shell patterns that pick files by their path inside a folder or an archive; see the file's comment.
+class ARCHIVEFILE_EXPORT NamePatterns {
 public:
-    // Patterns separated by commas; blanks around each are dropped, and so are empty ones.
+    /// Patterns separated by commas; blanks around each are dropped, and so are empty ones.
     explicit NamePatterns(std::string_view list);
 
+    /// Whether no pattern was given.
     bool empty() const { return patterns_.empty(); }
-    // Whether any pattern matches `path`; every pattern that does is remembered as used.
+    /// Whether any pattern matches `path`; every pattern that does is remembered as used.
     bool matches(std::string_view path);
-    // The patterns that no path has matched so far, as they were given.
+    /// The patterns that no path has matched so far, as they were given.
     std::vector<std::string> unmatched() const;
 
 private:

@@ -10,24 +10,32 @@
 
 #include <cstdint>
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
-class Progress {
+/// How far a long operation has come, in files and bytes; see the file's comment.
+class ARCHIVEFILE_EXPORT Progress {
 public:
+    /// Files and bytes.
     struct Counts {
         std::uint64_t files = 0;
         std::uint64_t bytes = 0;
     };
 
     virtual ~Progress() = default;
+    /// Called once with everything the operation will handle.
     virtual void begin(const Counts& total) = 0;
+    /// Called after each file the operation finished; may raise code 9 to cancel it.
     virtual void advance(const Counts& done) = 0;
+    /// Called once when the operation stops, whether it completed, failed or was cancelled.
     virtual void end() = 0;
 
-    // One operation's report: `begin` when it is made, `end` when it goes, however the operation
-    // left. A null progress reports nothing.
+    /// One operation's report: `begin` when it is made, `end` when it goes, however the operation
+    /// left. A null progress reports nothing.
     class Run {
     public:
+        /// Begins reporting to `progress` (null: nowhere); ends when destroyed.
         Run(Progress* progress, const Counts& total) : progress_(progress) {
             if (progress_ != nullptr) progress_->begin(total);
         }
@@ -37,6 +45,7 @@ public:
         Run(const Run&) = delete;
         Run& operator=(const Run&) = delete;
 
+        /// Reports `done` more.
         void advance(const Counts& done) const {
             if (progress_ != nullptr) progress_->advance(done);
         }

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "archivefile/foundation/Export.h"
 #include "archivefile/foundation/GenString.h"
 
 namespace archivefile {
@@ -20,23 +21,30 @@ class WrpFile;
 class VexSound;
 class RtmFile;
 
-class VexDLL {
+/// The library's root: one handler of every kind, kept for the root's lifetime. Handlers reach each
+/// other through it; a program makes one root and calls the handlers it hands out.
+class ARCHIVEFILE_EXPORT VexDLL {
 public:
+    /// The library's version.
     static constexpr float Version = 4.11f;
 
+    /// Makes one handler of every kind; destroying the root destroys them.
     VexDLL();
     virtual ~VexDLL();
     VexDLL(const VexDLL&) = delete;
     VexDLL& operator=(const VexDLL&) = delete;
 
-    // The version as "%.2f" formats it in the "C" locale ("4.11" whatever locale the host program
-    // set); valid until the next call or the root's destruction.
+    /// The version as "%.2f" formats it in the "C" locale ("4.11" whatever locale the host program
+    /// set); valid until the next call or the root's destruction.
     const char* VersionStr();
+    /// The same text as a string.
     static std::string versionText();
-    // The build the library was compiled from (a commit, or "local").
+    /// The build the library was compiled from (a commit, or "local").
     static const char* buildText();
 
-    // The handlers; a handler whose allocation failed is null.
+    /// @name The handlers
+    //@{
+    /// The handler of each kind; null when its allocation failed.
     ArchiveFile* archiveFile() const { return archive_.get(); }
     RapFile* rapFile() const { return rapFile_.get(); }
     Rapify* rapify() const { return rapify_.get(); }
@@ -47,6 +55,7 @@ public:
     WrpFile* wrpFile() const { return world_.get(); }
     VexSound* vexSound() const { return sound_.get(); }
     RtmFile* rtmFile() const { return animation_.get(); }
+    //@}
 
 private:
     GenString versionString_;

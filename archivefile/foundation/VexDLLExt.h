@@ -3,17 +3,20 @@
 
 #include <memory>
 
+#include "archivefile/foundation/Export.h"
 #include "archivefile/foundation/VexDLL.h"
 
 namespace archivefile {
 
 class TexFile;
 
-class VexDLLExt : public VexDLL {
+/// The root with the texture-index handler as well.
+class ARCHIVEFILE_EXPORT VexDLLExt : public VexDLL {
 public:
     VexDLLExt();
     ~VexDLLExt() override;
 
+    /// The texture-index handler; null when its allocation failed.
     TexFile* texFile() const { return textureIndex_.get(); }
 
 private:

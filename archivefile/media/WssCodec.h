@@ -19,24 +19,28 @@
 #include <span>
 #include <vector>
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
-class WssCodec {
+/// The two WSS sample compressions; see the file's comment.
+class ARCHIVEFILE_EXPORT WssCodec {
 public:
-    // The compression values of the WSS header.
+    /// The compression values of the WSS header.
     static constexpr int Nibble = 4;
     static constexpr int Byte = 8;
 
-    // How many samples `bytes` of data hold: two a byte for nibbles, one for bytes.
+    /// How many samples `bytes` of data hold: two a byte for nibbles, one for bytes.
     static std::size_t expandedSamples(int compression, std::size_t bytes);
-    // How many bytes `samples` samples take once compressed.
+    /// How many bytes `samples` samples take once compressed.
     static std::size_t compressedBytes(int compression, std::size_t samples);
 
-    // `samples` must have room for expandedSamples(compression, data.size()) samples.
+    /// `samples` must have room for expandedSamples(compression, data.size()) samples.
     void expand(int compression, std::span<const std::uint8_t> data, int channels, std::span<std::int16_t> samples) const;
+    /// `samples` compressed, channels interleaved.
     std::vector<std::uint8_t> compress(int compression, std::span<const std::int16_t> samples, int channels) const;
 
-    // The step of each byte code, 0 to 127.
+    /// The step of each byte code, 0 to 127.
     static const std::array<std::int16_t, 128>& byteSteps();
 
 private:

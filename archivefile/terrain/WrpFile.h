@@ -2,13 +2,18 @@
 // the same set of handlers.
 #pragma once
 
+#include "archivefile/foundation/Export.h"
+
 namespace archivefile {
 
 class VexDLL;
 
-class WrpFile {
+/// World files (.wrp): not read by this library; the root keeps the handler.
+class ARCHIVEFILE_EXPORT WrpFile {
 public:
+    /// A handler of the root `parent`.
     explicit WrpFile(VexDLL* parent) : parent_(parent) {}
+    /// The root the handler belongs to.
     VexDLL* parent() const { return parent_; }
 
 private:

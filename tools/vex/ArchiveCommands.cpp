@@ -11,6 +11,7 @@
 #include "archivefile/foundation/NamePatterns.h"
 #include "archivefile/foundation/PathRules.h"
 #include "archivefile/foundation/Platform.h"
+#include "archivefile/foundation/Sha1.h"
 #include "tools/vex/Batch.h"
 #include "tools/vex/ConfigSupport.h"
 #include "tools/vex/JsonOutput.h"
