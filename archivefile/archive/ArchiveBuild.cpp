@@ -6,6 +6,7 @@
 #include <cctype>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <limits>
 #include <string_view>
 #include <unordered_set>
@@ -58,11 +59,18 @@ bool excludedBy(std::string_view name, const std::vector<std::string>& items) {
     });
 }
 
-bool readWholeFile(const std::string& path, std::vector<std::uint8_t>& bytes, std::uint64_t expectedSize) {
-    FilePtr file(std::fopen(path.c_str(), "rb"), std::fclose);
+// Reads the file a piece at a time, calling `checkpoint` after each piece.
+bool readWholeFile(const std::string& path, std::vector<std::uint8_t>& bytes, std::uint64_t expectedSize,
+                   const std::function<void()>& checkpoint) {
+    FilePtr file(Platform::openRegularFile(path), std::fclose);
     if (!file) return false;
     bytes.resize(expectedSize);
-    if (std::fread(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) return false;
+    for (std::size_t done = 0; done < bytes.size();) {
+        const std::size_t piece = std::min(bytes.size() - done, Progress::PieceSize);
+        if (std::fread(bytes.data() + done, 1, piece, file.get()) != piece) return false;
+        done += piece;
+        checkpoint();
+    }
     // A file that grew since the folder was scanned would not match its header entry.
     return std::fgetc(file.get()) == EOF;
 }
@@ -228,10 +236,16 @@ std::string ArchiveFile::_CreateOutFname(const std::string& folder, const char* 
 
 std::vector<ArchiveFile::BuildEntry> ArchiveFile::walkSource(const std::string& folder) {
     std::vector<Platform::FolderItem> files;
+    std::vector<Platform::FolderItem> leftOut;
     std::string unreadable;
-    if (!Platform::walkFolder(folder, files, unreadable)) {
+    if (!Platform::walkFolder(folder, files, unreadable, &leftOut)) {
         report("cannot read %s\r\n", unreadable.c_str());
         raise(AE_CannotReadFile);
+    }
+    for (const Platform::FolderItem& item : leftOut) {
+        const std::string name = paths::withSeparator(item.relativePath, '\\');
+        report("excluding %s (%.*s)\r\n", name.c_str(), static_cast<int>(item.leftOutBecause.size()),
+               item.leftOutBecause.data());
     }
     std::vector<BuildEntry> entries;
     entries.reserve(files.size());
@@ -576,7 +590,7 @@ void ArchiveFile::writeBody() {
     for (std::size_t i = 0; i < entries.size(); ++i) {
         std::vector<std::uint8_t> data = entryBytes(buildEntries_[i]);
         compressEntry(entries[i], data);
-        writer_.WriteBlock(data.data(), data.size());
+        writeInPieces(data);
         run.advance({1, buildEntries_[i].size});
     }
     if (buildFlags_ & CompressEntries)
@@ -584,9 +598,10 @@ void ArchiveFile::writeBody() {
                static_cast<unsigned long long>(totals_.after), reduction(totals_.before, totals_.after), '%');
 
     const std::int64_t dataEnd = writer_.Ftell(true);
-    if (!writer_.Fseek(headerStart)) raise(GE_CannotWrite);
+    // A seek writes out what is buffered, so it may be the first to meet a full disk.
+    if (!writer_.Fseek(headerStart)) writer_.failWriting(Platform::lastError());
     writeHeaderEntries(entries);
-    if (!writer_.Fseek(dataEnd)) raise(GE_CannotWrite);
+    if (!writer_.Fseek(dataEnd)) writer_.failWriting(Platform::lastError());
     _WriteChecksum(buildStyle_);
     writer_.CloseOutput();
 }
@@ -595,7 +610,7 @@ std::vector<std::uint8_t> ArchiveFile::entryBytes(BuildEntry& entry) {
     if (entry.source.empty()) return std::move(entry.bytes);
     std::vector<std::uint8_t> bytes;
     if (!entry.binarise) {
-        if (!readWholeFile(entry.source, bytes, entry.size)) {
+        if (!readWholeFile(entry.source, bytes, entry.size, [this] { checkpoint(); })) {
             report("%s: %s\r\n", ErrorString(AE_CannotReadFile), entry.source.c_str());
             raise(AE_CannotReadFile);
         }
@@ -652,7 +667,10 @@ void ArchiveFile::compressEntry(pbo_entry& entry, std::vector<std::uint8_t>& dat
 void ArchiveFile::_WriteChecksum(int style) {
     if (style == StyleKqm || style == StyleVanguard || style == StyleKernNoSha) return;
     Sha1 sha;
-    writer_.readBackInPieces([&](std::span<const unsigned char> piece) { sha.update(piece); });
+    writer_.readBackInPieces([&](std::span<const unsigned char> piece) {
+        sha.update(piece);
+        checkpoint();
+    });
     const Sha1::Digest digest = sha.final();
     if (style == StyleRegal) {
         // A new console archive carries the first four bytes of the SHA-1 of what precedes them.

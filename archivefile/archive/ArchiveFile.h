@@ -266,9 +266,15 @@ private:
     bool _KegsFile_Write(const char* folder, const char* prefix);
     void listEntries(int flags);
     std::string outputFolder(unsigned flags, const char* destFolder);
-    bool insideOutput(const std::string& target);
+    // Why nothing may be written at `target` (outside the place named, through a link, or below a
+    // file that stands where a folder is needed), or null when it may.
+    const char* refusalFor(const std::string& target);
     bool makeFoldersFor(const std::string& target);
     bool writeFile(const std::string& target, std::span<const std::uint8_t> bytes);
+    // The progress's checkpoint, when there is a progress.
+    void checkpoint() const;
+    // Writes `bytes` to the output a piece at a time, with a checkpoint after each.
+    void writeInPieces(std::span<const std::uint8_t> bytes);
 
     VexDLL* parent_;
     VexFileIO stream_;   // the archive, read piece by piece

@@ -109,6 +109,8 @@ public:
     void WriteAsciiz(const char* text);
     void WriteChars(const char* text);
     void WriteLenString(const char* text);
+    // Raises 6 after a line naming the file being written and the system's reason (`error`).
+    [[noreturn]] void failWriting(int error);
 
     // File-system services.
     bool WriteFile(const char* name, const void* data, std::uint64_t size);
