@@ -1,5 +1,5 @@
-// The one place that watches for the user's wish to stop: Ctrl-C at any time, and Escape when
-// standard input is a terminal. Whatever vex hands the library as a callback or a progress asks
+// The one place that watches for the user's wish to stop: Ctrl-C, a request to terminate or a
+// closed terminal at any time, and Escape when standard input is a terminal. Whatever vex hands the library as a callback or a progress asks
 // here, so that a cancel stops the operation at its next line or file with code 9.
 #pragma once
 
@@ -13,6 +13,9 @@ public:
     static bool requested();
     // Raises code 9 ("User cancelled") when the user has asked to stop.
     static void check();
+    // The exit status of a cancelled run: that of the signal which asked to stop, as shells report
+    // it (143 for a request to terminate, 129 for a closed terminal), else 130.
+    static int exitStatus();
 };
 
 }  // namespace vex

@@ -15,6 +15,7 @@
 #include "archivefile/model/P3dHeader.h"
 #include "tools/vex/InfoKinds.h"
 #include "tools/vex/JsonOutput.h"
+#include "tools/vex/TerminalText.h"
 #include "tools/vex/Tool.h"
 
 namespace vex {
@@ -92,7 +93,8 @@ public:
         for (const auto& [kind, count] : countsInTableOrder()) std::printf("  %s: %zu\n", textOf(kind), count);
         std::printf("%zu failed\n", failures_.size());
         for (const FailedFile& failure : failures_)
-            std::printf("  %s: %s (code %d)\n", failure.path.c_str(), failure.message.c_str(), failure.code);
+            std::printf("  %s: %s (code %d)\n", TerminalText::forStandardOutput(failure.path).c_str(),
+                        failure.message.c_str(), failure.code);
     }
 
     bool anyFailed() const { return !failures_.empty(); }
@@ -141,8 +143,9 @@ private:
         if (json_) {
             print(object(name, kindName, kind != kinds.end(), description));
         } else {
-            std::printf("%s: %s\n", name.c_str(), textOf(kindName));
-            for (const std::string& line : description.lines) std::printf("  %s\n", line.c_str());
+            std::printf("%s: %s\n", TerminalText::forStandardOutput(name).c_str(), textOf(kindName));
+            for (const std::string& line : description.lines)
+                std::printf("  %s\n", TerminalText::forStandardOutput(line).c_str());
         }
         if (description.code != 0) failed(name, description.code, description.message);
         return true;

@@ -75,6 +75,10 @@ std::string archiveName(const std::string& folder) {
 int pack(Tool& tool, const PackOptions& options) {
     if (options.folder == "-") return tool.usage("vex pack reads a folder; standard input cannot be one");
     if (const int status = checkFolder(tool, options.folder); status != Success) return status;
+    // Unpacking would refuse such a prefix; better to hear it before the archive is made.
+    if (archivefile::paths::prefixLeavesFolder(options.prefix))
+        return tool.usage("--prefix " + options.prefix + " leads outside the folder it is unpacked into: a prefix "
+                          "has no drive, no \"..\" part and no device name");
     const std::string name = archiveName(options.folder);
 
     // "-o -" builds the archive in a temporary file first: an archive is written out of order.

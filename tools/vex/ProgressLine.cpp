@@ -41,6 +41,8 @@ void ProgressLine::advance(const Counts& done) {
     console_.showProgress(text(done_, total_, std::chrono::duration<double>(now - started_).count()));
 }
 
+void ProgressLine::checkpoint() { CancelWatch::check(); }
+
 void ProgressLine::end() {
     if (--running_ == 0) console_.clearProgress();
 }

@@ -22,6 +22,7 @@ public:
     void begin(const Counts& total) override;
     void advance(const Counts& done) override;
     void end() override;
+    void checkpoint() override;
 
     const Counts& total() const { return total_; }
     const Counts& done() const { return done_; }
