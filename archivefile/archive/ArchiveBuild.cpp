@@ -6,7 +6,6 @@
 #include <cctype>
 #include <cstdio>
 #include <filesystem>
-#include <functional>
 #include <limits>
 #include <string_view>
 #include <unordered_set>
@@ -57,22 +56,6 @@ bool excludedBy(std::string_view name, const std::vector<std::string>& items) {
         if (item.front() == '*') return hasExtensionIn(name, {item.substr(1)});
         return paths::equalIgnoringCase(fileName, item);
     });
-}
-
-// Reads the file a piece at a time, calling `checkpoint` after each piece.
-bool readWholeFile(const std::string& path, std::vector<std::uint8_t>& bytes, std::uint64_t expectedSize,
-                   const std::function<void()>& checkpoint) {
-    FilePtr file(Platform::openRegularFile(path), std::fclose);
-    if (!file) return false;
-    bytes.resize(expectedSize);
-    for (std::size_t done = 0; done < bytes.size();) {
-        const std::size_t piece = std::min(bytes.size() - done, Progress::PieceSize);
-        if (std::fread(bytes.data() + done, 1, piece, file.get()) != piece) return false;
-        done += piece;
-        checkpoint();
-    }
-    // A file that grew since the folder was scanned would not match its header entry.
-    return std::fgetc(file.get()) == EOF;
 }
 
 std::string firstLine(const std::string& text) {
@@ -588,10 +571,18 @@ void ArchiveFile::writeBody() {
     // Sizes are not known yet: the header is written now to reserve its place and again below.
     writeHeaderEntries(entries);
     for (std::size_t i = 0; i < entries.size(); ++i) {
-        std::vector<std::uint8_t> data = entryBytes(buildEntries_[i]);
-        compressEntry(entries[i], data);
-        writeInPieces(data);
-        run.advance({1, buildEntries_[i].size});
+        BuildEntry& entry = buildEntries_[i];
+        if (!entry.source.empty() && !entry.binarise && storedAsIs(entry.name)) {
+            // A file stored as it is goes across a piece at a time: memory stays small and a cancel
+            // is noticed however large the file.
+            keepStored(entries[i], entry.size);
+            readSource(entry, [&](std::span<const std::uint8_t> piece) { writer_.WriteBlock(piece.data(), piece.size()); });
+        } else {
+            std::vector<std::uint8_t> data = entryBytes(entry);
+            compressEntry(entries[i], data);
+            writeInPieces(data);
+        }
+        run.advance({1, entry.size});
     }
     if (buildFlags_ & CompressEntries)
         report("Overall compression from %llu to %llu (%2.f%c reduction)", static_cast<unsigned long long>(totals_.before),
@@ -610,10 +601,8 @@ std::vector<std::uint8_t> ArchiveFile::entryBytes(BuildEntry& entry) {
     if (entry.source.empty()) return std::move(entry.bytes);
     std::vector<std::uint8_t> bytes;
     if (!entry.binarise) {
-        if (!readWholeFile(entry.source, bytes, entry.size, [this] { checkpoint(); })) {
-            report("%s: %s\r\n", ErrorString(AE_CannotReadFile), entry.source.c_str());
-            raise(AE_CannotReadFile);
-        }
+        bytes.reserve(entry.size);
+        readSource(entry, [&](std::span<const std::uint8_t> piece) { bytes.insert(bytes.end(), piece.begin(), piece.end()); });
         return bytes;
     }
     Rapify* compiler = parent_ ? parent_->rapify() : nullptr;
@@ -634,17 +623,43 @@ std::vector<std::uint8_t> ArchiveFile::entryBytes(BuildEntry& entry) {
     return bytes;
 }
 
-void ArchiveFile::compressEntry(pbo_entry& entry, std::vector<std::uint8_t>& data) {
+void ArchiveFile::readSource(const BuildEntry& entry, const std::function<void(std::span<const std::uint8_t>)>& consume) {
+    FilePtr file(Platform::openRegularFile(entry.source), std::fclose);
+    bool whole = file != nullptr;
+    std::vector<std::uint8_t> piece(static_cast<std::size_t>(std::min<std::uint64_t>(entry.size, Progress::PieceSize)));
+    for (std::uint64_t left = entry.size; whole && left > 0;) {
+        const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(left, piece.size()));
+        whole = std::fread(piece.data(), 1, size, file.get()) == size;
+        if (!whole) break;
+        consume({piece.data(), size});
+        left -= size;
+        checkpoint();
+    }
+    // A file that changed size since the folder was scanned would not match its header entry.
+    if (!whole || std::fgetc(file.get()) != EOF) {
+        report("%s: %s\r\n", ErrorString(AE_CannotReadFile), entry.source.c_str());
+        raise(AE_CannotReadFile);
+    }
+}
+
+bool ArchiveFile::storedAsIs(std::string_view name) const {
+    // A never-compress extension is kept as it is on purpose.
+    return !(buildFlags_ & CompressEntries) || hasExtensionIn(name, neverCompress_);
+}
+
+void ArchiveFile::keepStored(pbo_entry& entry, std::uint64_t size) {
     entry.packingMethod_ = pbo_entry::Stored;
     entry.originalSize_ = 0;
-    entry.dataSize_ = static_cast<std::uint32_t>(data.size());
+    entry.dataSize_ = static_cast<std::uint32_t>(size);
     entry.realSize_ = entry.dataSize_;
     if (!(buildFlags_ & CompressEntries)) return;
+    totals_.before += size;
+    totals_.after += size;
+}
 
-    totals_.before += data.size();
-    totals_.after += data.size();
-    // A never-compress extension is kept as it is on purpose.
-    if (hasExtensionIn(entry.name(), neverCompress_)) return;
+void ArchiveFile::compressEntry(pbo_entry& entry, std::vector<std::uint8_t>& data) {
+    keepStored(entry, data.size());
+    if (storedAsIs(entry.name())) return;
 
     report("compressing %s", entry.name());
     BlockCoder coder;

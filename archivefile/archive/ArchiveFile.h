@@ -5,10 +5,12 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -348,6 +350,13 @@ private:
     void writeHeaderEntries(const std::vector<pbo_entry>& entries);
     void writeBody();
     std::vector<std::uint8_t> entryBytes(BuildEntry& entry);
+    // Hands the entry's file to `consume` a piece at a time; a file that cannot be read whole, or
+    // that is no longer the size it had, stops the build.
+    void readSource(const BuildEntry& entry, const std::function<void(std::span<const std::uint8_t>)>& consume);
+    // Whether an entry of this name is stored without compression.
+    bool storedAsIs(std::string_view name) const;
+    // Sets the entry's sizes for data stored as it is, and counts it in the compression totals.
+    void keepStored(pbo_entry& entry, std::uint64_t size);
     void compressEntry(pbo_entry& entry, std::vector<std::uint8_t>& data);
     void _WriteChecksum(int style);
 
