@@ -8,7 +8,7 @@ seconds=${1:-60}
 shift || true
 
 cmake --preset fuzz >/dev/null
-cmake --build --preset fuzz -j "$(nproc)"
+cmake --build --preset fuzz -j "$(nproc)" --target fuzzers
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 

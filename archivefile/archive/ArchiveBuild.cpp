@@ -625,18 +625,17 @@ std::vector<std::uint8_t> ArchiveFile::entryBytes(BuildEntry& entry) {
 
 void ArchiveFile::readSource(const BuildEntry& entry, const std::function<void(std::span<const std::uint8_t>)>& consume) {
     FilePtr file(Platform::openRegularFile(entry.source), std::fclose);
-    bool whole = file != nullptr;
     std::vector<std::uint8_t> piece(static_cast<std::size_t>(std::min<std::uint64_t>(entry.size, Progress::PieceSize)));
-    for (std::uint64_t left = entry.size; whole && left > 0;) {
+    std::uint64_t left = entry.size;
+    while (file && left > 0) {
         const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(left, piece.size()));
-        whole = std::fread(piece.data(), 1, size, file.get()) == size;
-        if (!whole) break;
+        if (std::fread(piece.data(), 1, size, file.get()) != size) break;
         consume({piece.data(), size});
         left -= size;
         checkpoint();
     }
     // A file that changed size since the folder was scanned would not match its header entry.
-    if (!whole || std::fgetc(file.get()) != EOF) {
+    if (!file || left != 0 || std::fgetc(file.get()) != EOF) {
         report("%s: %s\r\n", ErrorString(AE_CannotReadFile), entry.source.c_str());
         raise(AE_CannotReadFile);
     }
