@@ -1,6 +1,7 @@
 // The one place that watches for the user's wish to stop: Ctrl-C, a request to terminate or a
-// closed terminal at any time, and Escape when standard input is a terminal. Whatever vex hands the library as a callback or a progress asks
-// here, so that a cancel stops the operation at its next line or file with code 9.
+// closed terminal at any time, and Escape when standard input is a terminal. Whatever vex hands the
+// library as a callback or a progress asks here, so that a cancel stops the operation at its next
+// line or file, or at the next few MiB of a large one, with code 9.
 #pragma once
 
 namespace vex {
