@@ -24,6 +24,6 @@ for target in "${targets[@]}"; do
   (cd "$work" && "$OLDPWD/$target" -max_total_time="$seconds" -rss_limit_mb=2048 -timeout=10 \
       -print_final_stats=0 "$work/$name" 2>"$work/$name.log") || { tail -50 "$work/$name.log"; exit 1; }
   # Executions and coverage of the run, for the README's table.
-  grep -E '^(#[0-9]+ +DONE|Done [0-9]+ runs)' "$work/$name.log" | tail -1 || true
+  grep -E '^#[0-9]+[[:space:]]+DONE' "$work/$name.log" | tail -1 || true
 done
 echo "fuzz: every target ran clean"
