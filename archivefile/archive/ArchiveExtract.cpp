@@ -295,16 +295,18 @@ const char* ArchiveFile::refusalFor(const std::string& target) {
     const fs::path root(extraction_.placeNamed);
     const fs::path relative = fs::path(paths::native(target)).lexically_relative(root);
     if (relative.empty() || *relative.begin() == "..") return outside;
-    // Folders that are symbolic links may stay only when they resolve to a folder inside the place
-    // named. Entries named "a" and "a\b" cannot both be files: the second one to come is refused,
-    // and the others are still extracted.
-    fs::path folder = root;
-    for (auto part = relative.begin(); part != relative.end() && std::next(part) != relative.end(); ++part) {
-        folder /= *part;
-        if (extraction_.checkedFolders.contains(folder.string())) continue;
+    // Each folder on the way, the place named included, must be missing (it is made), a folder, or
+    // a symbolic link that resolves to a folder inside the place named. Entries named "a" and "a\b"
+    // cannot both be files: the second one to come is refused, and the others are still extracted.
+    bool missing = false;
+    const auto refusalAt = [&](const fs::path& folder) -> const char* {
+        if (extraction_.checkedFolders.contains(folder.string())) return nullptr;
         std::error_code error;
         const fs::file_status link = fs::symlink_status(folder, error);
-        if (!fs::exists(link)) return nullptr;
+        if (!fs::exists(link)) {
+            missing = true;
+            return nullptr;
+        }
         if (fs::is_symlink(link)) {
             const fs::path resolved = fs::weakly_canonical(folder, error);
             if (error || !within(resolved, fs::path(extraction_.placeResolved))) return outside;
@@ -313,8 +315,15 @@ const char* ArchiveFile::refusalFor(const std::string& target) {
         if (!fs::exists(status)) return "a symbolic link on its path leads nowhere";
         if (!fs::is_directory(status)) return "a file stands where a folder of its path should be";
         extraction_.checkedFolders.insert(folder.string());
+        return nullptr;
+    };
+    const char* reason = refusalAt(root);
+    fs::path folder = root;
+    for (auto part = relative.begin(); !reason && !missing && std::next(part) != relative.end(); ++part) {
+        folder /= *part;
+        reason = refusalAt(folder);
     }
-    return nullptr;
+    return reason;
 }
 
 bool ArchiveFile::makeFoldersFor(const std::string& target) {

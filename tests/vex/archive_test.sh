@@ -92,6 +92,12 @@ grep -qxF 'a\b refused: a file stands where a folder of its path should be' err.
 grep -qxF 'd refused: a folder stands where the file should be' err.txt || fail "d: $(cat err.txt)"
 grep -qxF 'gone\c.txt refused: a symbolic link on its path leads nowhere' err.txt || fail "gone: $(cat err.txt)"
 [ "$(cat outclash/clash/a outclash/clash/d/e outclash/clash/ok.txt)" = aeo ] || fail "the other entries were not extracted"
+ln -s nowhere dangling
+set +e
+"$VEX" -q unpack plain.pbo -o dangling 2>err.txt; status=$?
+set -e
+[ "$status" -eq 1 ] && grep -qxF 'notes.txt refused: a symbolic link on its path leads nowhere' err.txt ||
+  fail "-o naming a link that leads nowhere: status $status, $(cat err.txt)"
 
 # Control bytes in names reach a terminal escaped, and a pipe as they are.
 { header $'bell\a\033]0;x\a.txt' 0 0 0 0 1; terminator; printf 'z'; } >control.pbo
