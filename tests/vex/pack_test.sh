@@ -103,6 +103,7 @@ if ! cat "$work/bad/b.txt" >/dev/null 2>&1; then
   [ "$(cat "$work/bad.pbo")" = old ] || fail "the earlier archive was replaced"
   [ "$(ls "$work" | grep -c part)" -eq 0 ] || fail "a temporary file was left behind"
 fi
+
 # Pipes and links that lead to no file are left out, each with its line; a prefix that leads out of
 # the folder it is unpacked into is refused before anything is written.
 mkdir -p "$work/odd/real"
