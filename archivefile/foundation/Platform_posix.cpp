@@ -248,8 +248,13 @@ void Platform::watchInterrupt() {
     // Only the first signal is caught: a second one ends the process at once, for a person who
     // presses Ctrl-C again because the first did not seem to help.
     action.sa_flags = SA_RESETHAND;
-    // Ctrl-C, what `timeout`, CI runners and service managers send, and a closed terminal.
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) ::sigaction(signal, &action, nullptr);
+    // Ctrl-C, and what `timeout`, CI runners and service managers send.
+    ::sigaction(SIGINT, &action, nullptr);
+    ::sigaction(SIGTERM, &action, nullptr);
+    // A closed terminal too, unless the process was started with it ignored: a run under `nohup` is
+    // meant to outlive its terminal.
+    struct sigaction inherited {};
+    if (::sigaction(SIGHUP, nullptr, &inherited) != 0 || inherited.sa_handler != SIG_IGN) ::sigaction(SIGHUP, &action, nullptr);
 }
 
 bool Platform::interruptRequested() { return interruption.load() != 0; }

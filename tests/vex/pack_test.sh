@@ -149,4 +149,7 @@ for signal in TERM:143 HUP:129; do
   [ "$(cat "$work/signalled.pbo")" = earlier ] || fail "SIG${signal%:*} replaced the earlier archive"
   [ -z "$(find "$work" -name '.part-*')" ] || fail "SIG${signal%:*} left a partial file"
 done
+# Under nohup a closed terminal is no reason to stop.
+(trap '' HUP; "$VEX" -q pack "$work/odd" -o "$work/nohup.pbo" & vex=$!; sleep 0.2; kill -HUP "$vex" 2>/dev/null || true
+ wait "$vex") || fail "a pack started with SIGHUP ignored was stopped by it"
 echo "pack: ok"
