@@ -34,9 +34,10 @@ bool cancelReported = false;
 // Texts of the library that say why an entry, a prefix or a file was refused or could not be
 // written. They are kept with -q: without them the user would see only a bare code.
 bool explainsFailure(std::string_view message) {
-    static constexpr std::string_view parts[] = {" refused: ",   "Cannot use prefix ",  " is too large ",
-                                                 "cannot write ", "Path and file=",      "cannot read ",
-                                                 "Cannot take the archive name ", "Folder does not exist "};
+    static constexpr std::string_view parts[] = {
+        " refused: ",   "Cannot use prefix ", " is too large ",                "cannot write ",
+        "cannot read ", "Path and file=",     "Cannot take the archive name ", "Folder does not exist ",
+    };
     for (const std::string_view part : parts)
         if (message.find(part) != std::string_view::npos) return true;
     return false;
