@@ -6,29 +6,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <string>
-#include <unistd.h>
 
 #include "archivefile/archive/ArchiveFile.h"
 #include "archivefile/config/Rapify.h"
 #include "archivefile/foundation/VexDLL.h"
+#include "fuzz/ScratchFolder.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
 bool quiet(const char*, ...) { return true; }
-
-// The run's own folder, removed when the run ends.
-struct Workspace {
-    fs::path base = fs::temp_directory_path() / ("fuzz_archive." + std::to_string(::getpid()));
-    fs::path output = base / "a" / "b" / "out";
-    fs::path archive = base / "in.pbo";
-    ~Workspace() {
-        std::error_code ignored;
-        fs::remove_all(base, ignored);
-    }
-};
 
 // Whether `folder` holds nothing but `expected`.
 bool holdsOnly(const fs::path& folder, std::initializer_list<const char*> expected) {
@@ -44,10 +32,10 @@ bool holdsOnly(const fs::path& folder, std::initializer_list<const char*> expect
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static archivefile::VexDLL root;
-    static const Workspace workspace;
-    const fs::path& base = workspace.base;
-    const fs::path& output = workspace.output;
-    const fs::path& archivePath = workspace.archive;
+    static const ScratchFolder scratch("fuzz_archive");
+    const fs::path& base = scratch.path();
+    const fs::path output = base / "a" / "b" / "out";
+    const fs::path archivePath = base / "in.pbo";
     fs::create_directories(output);
     if (std::FILE* file = std::fopen(archivePath.c_str(), "wb")) {
         std::fwrite(data, 1, size, file);

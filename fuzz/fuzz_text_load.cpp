@@ -3,18 +3,20 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
-#include <unistd.h>
+#include <vector>
 
 #include "archivefile/foundation/FileStringA.h"
 #include "archivefile/foundation/Guarded.h"
 #include "archivefile/foundation/VexFileIO.h"
+#include "fuzz/ScratchFolder.h"
 
 namespace {
 bool quiet(const char*, ...) { return true; }
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const std::string file = "/tmp/fuzz_text_load." + std::to_string(::getpid());
+    static const ScratchFolder scratch("fuzz_text_load");
+    static const std::string file = (scratch.path() / "text").string();
     if (std::FILE* out = std::fopen(file.c_str(), "wb")) {
         std::fwrite(data, 1, size, out);
         std::fclose(out);

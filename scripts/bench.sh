@@ -2,7 +2,7 @@
 # Benchmarks: the Google Benchmark programs, and timed runs of vex on generated data.
 # Usage: scripts/bench.sh [NAME...]   with no name every benchmark runs; names: float blockcoder unpack
 #        unpack_memory pack config config_memory compile compile_memory sound model info texture
-#        texture_convert batch
+#        texture_convert batch cancel
 # Generated data goes under ${BENCH_DATA:-/tmp/archivefile-bench}, never into the repository.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -234,8 +234,36 @@ bench_batch() {
   rm -rf "$dir/packed" "$dir/unpacked" "$kept"
 }
 
+# How soon a cancel takes effect inside one 1 GiB file: SIGTERM half a second into vex pack, and into
+# vex unpack of the archive made, then the seconds until vex has cleaned up and ended (the goal is
+# under 0.25 s); and the peak memory of packing the file, which is read a piece at a time.
+bench_cancel() {
+  local dir=$data/cancel vex=$build/tools/vex/vex
+  mkdir -p "$dir/one"
+  [ -f "$dir/one/large.bin" ] || head -c $((1 << 30)) /dev/urandom >"$dir/one/large.bin"
+  [ -f "$dir/one.pbo" ] || "$vex" -q pack "$dir/one" -o "$dir/one.pbo" --prefix p
+  local command pid start end
+  for command in "pack $dir/one -o $dir/cancelled.pbo --prefix p" "unpack $dir/one.pbo -o $dir/out"; do
+    rm -rf "$dir/out"
+    # shellcheck disable=SC2086
+    "$vex" -q $command &
+    pid=$!
+    sleep 0.5
+    start=$(date +%s.%N)
+    kill -TERM "$pid"
+    wait "$pid" || true
+    end=$(date +%s.%N)
+    awk -v a="$start" -v b="$end" -v c="$command" \
+      'BEGIN { printf "== cancel: vex -q %s, SIGTERM after 0.5 s: ended %.3f s later (goal < 0.25 s)\n", c, b - a }'
+  done
+  echo "== cancel: /usr/bin/time -v $vex -q pack one -o packed.pbo (one file of 1 GiB)"
+  /usr/bin/time -v "$vex" -q pack "$dir/one" -o "$dir/packed.pbo" --prefix p 2>&1 |
+    grep -E "Maximum resident set size|Elapsed \(wall clock\)"
+  rm -rf "$dir/out" "$dir/packed.pbo"
+}
+
 all=(float blockcoder unpack unpack_memory pack config config_memory compile compile_memory sound model info texture
-     texture_convert batch)
+     texture_convert batch cancel)
 selected=("${@:-${all[@]}}")
 for name in "${selected[@]}"; do
   if ! declare -F "bench_$name" >/dev/null; then

@@ -59,15 +59,6 @@ bool excludedBy(std::string_view name, const std::vector<std::string>& items) {
     });
 }
 
-bool readWholeFile(const std::string& path, std::vector<std::uint8_t>& bytes, std::uint64_t expectedSize) {
-    FilePtr file(std::fopen(path.c_str(), "rb"), std::fclose);
-    if (!file) return false;
-    bytes.resize(expectedSize);
-    if (std::fread(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) return false;
-    // A file that grew since the folder was scanned would not match its header entry.
-    return std::fgetc(file.get()) == EOF;
-}
-
 std::string firstLine(const std::string& text) {
     std::string line = text.substr(0, text.find_first_of("\r\n"));
     GenString trimmed;
@@ -229,10 +220,16 @@ std::string ArchiveFile::_CreateOutFname(const std::string& folder, const char* 
 
 std::vector<ArchiveFile::BuildEntry> ArchiveFile::walkSource(const std::string& folder) {
     std::vector<Platform::FolderItem> files;
+    std::vector<Platform::FolderItem> leftOut;
     std::string unreadable;
-    if (!Platform::walkFolder(folder, files, unreadable)) {
+    if (!Platform::walkFolder(folder, files, unreadable, &leftOut)) {
         report("cannot read %s\r\n", unreadable.c_str());
         raise(AE_CannotReadFile);
+    }
+    for (const Platform::FolderItem& item : leftOut) {
+        const std::string name = paths::withSeparator(item.relativePath, '\\');
+        report("excluding %s (%.*s)\r\n", name.c_str(), static_cast<int>(item.leftOutBecause.size()),
+               item.leftOutBecause.data());
     }
     std::vector<BuildEntry> entries;
     entries.reserve(files.size());
@@ -575,19 +572,28 @@ void ArchiveFile::writeBody() {
     // Sizes are not known yet: the header is written now to reserve its place and again below.
     writeHeaderEntries(entries);
     for (std::size_t i = 0; i < entries.size(); ++i) {
-        std::vector<std::uint8_t> data = entryBytes(buildEntries_[i]);
-        compressEntry(entries[i], data);
-        writer_.WriteBlock(data.data(), data.size());
-        run.advance({1, buildEntries_[i].size});
+        BuildEntry& entry = buildEntries_[i];
+        if (!entry.source.empty() && !entry.binarise && storedAsIs(entry.name)) {
+            // A file stored as it is goes across a piece at a time: memory stays small and a cancel
+            // is noticed however large the file.
+            keepStored(entries[i], entry.size);
+            readSource(entry, [&](std::span<const std::uint8_t> piece) { writer_.WriteBlock(piece.data(), piece.size()); });
+        } else {
+            std::vector<std::uint8_t> data = entryBytes(entry);
+            compressEntry(entries[i], data);
+            writeInPieces(data);
+        }
+        run.advance({1, entry.size});
     }
     if (buildFlags_ & CompressEntries)
         report("Overall compression from %llu to %llu (%2.f%c reduction)", static_cast<unsigned long long>(totals_.before),
                static_cast<unsigned long long>(totals_.after), reduction(totals_.before, totals_.after), '%');
 
     const std::int64_t dataEnd = writer_.Ftell(true);
-    if (!writer_.Fseek(headerStart)) raise(GE_CannotWrite);
+    // A seek writes out what is buffered, so it may be the first to meet a full disk.
+    if (!writer_.Fseek(headerStart)) writer_.failWriting(Platform::lastError());
     writeHeaderEntries(entries);
-    if (!writer_.Fseek(dataEnd)) raise(GE_CannotWrite);
+    if (!writer_.Fseek(dataEnd)) writer_.failWriting(Platform::lastError());
     _WriteChecksum(buildStyle_);
     writer_.CloseOutput();
 }
@@ -596,10 +602,8 @@ std::vector<std::uint8_t> ArchiveFile::entryBytes(BuildEntry& entry) {
     if (entry.source.empty()) return std::move(entry.bytes);
     std::vector<std::uint8_t> bytes;
     if (!entry.binarise) {
-        if (!readWholeFile(entry.source, bytes, entry.size)) {
-            report("%s: %s\r\n", ErrorString(AE_CannotReadFile), entry.source.c_str());
-            raise(AE_CannotReadFile);
-        }
+        bytes.reserve(entry.size);
+        readSource(entry, [&](std::span<const std::uint8_t> piece) { bytes.insert(bytes.end(), piece.begin(), piece.end()); });
         return bytes;
     }
     Rapify* compiler = parent_ ? parent_->rapify() : nullptr;
@@ -620,17 +624,42 @@ std::vector<std::uint8_t> ArchiveFile::entryBytes(BuildEntry& entry) {
     return bytes;
 }
 
-void ArchiveFile::compressEntry(pbo_entry& entry, std::vector<std::uint8_t>& data) {
+void ArchiveFile::readSource(const BuildEntry& entry, const std::function<void(std::span<const std::uint8_t>)>& consume) {
+    FilePtr file(Platform::openRegularFile(entry.source), std::fclose);
+    std::vector<std::uint8_t> piece(static_cast<std::size_t>(std::min<std::uint64_t>(entry.size, Progress::PieceSize)));
+    std::uint64_t left = entry.size;
+    while (file && left > 0) {
+        const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(left, piece.size()));
+        if (std::fread(piece.data(), 1, size, file.get()) != size) break;
+        consume({piece.data(), size});
+        left -= size;
+        checkpoint();
+    }
+    // A file that changed size since the folder was scanned would not match its header entry.
+    if (!file || left != 0 || std::fgetc(file.get()) != EOF) {
+        report("%s: %s\r\n", ErrorString(AE_CannotReadFile), entry.source.c_str());
+        raise(AE_CannotReadFile);
+    }
+}
+
+bool ArchiveFile::storedAsIs(std::string_view name) const {
+    // A never-compress extension is kept as it is on purpose.
+    return !(buildFlags_ & CompressEntries) || hasExtensionIn(name, neverCompress_);
+}
+
+void ArchiveFile::keepStored(pbo_entry& entry, std::uint64_t size) {
     entry.packingMethod_ = pbo_entry::Stored;
     entry.originalSize_ = 0;
-    entry.dataSize_ = static_cast<std::uint32_t>(data.size());
+    entry.dataSize_ = static_cast<std::uint32_t>(size);
     entry.realSize_ = entry.dataSize_;
     if (!(buildFlags_ & CompressEntries)) return;
+    totals_.before += size;
+    totals_.after += size;
+}
 
-    totals_.before += data.size();
-    totals_.after += data.size();
-    // A never-compress extension is kept as it is on purpose.
-    if (hasExtensionIn(entry.name(), neverCompress_)) return;
+void ArchiveFile::compressEntry(pbo_entry& entry, std::vector<std::uint8_t>& data) {
+    keepStored(entry, data.size());
+    if (storedAsIs(entry.name())) return;
 
     report("compressing %s", entry.name());
     BlockCoder coder;
@@ -653,7 +682,10 @@ void ArchiveFile::compressEntry(pbo_entry& entry, std::vector<std::uint8_t>& dat
 void ArchiveFile::_WriteChecksum(int style) {
     if (style == StyleKqm || style == StyleVanguard || style == StyleKernNoSha) return;
     Sha1 sha;
-    writer_.readBackInPieces([&](std::span<const unsigned char> piece) { sha.update(piece); });
+    writer_.readBackInPieces([&](std::span<const unsigned char> piece) {
+        sha.update(piece);
+        checkpoint();
+    });
     const Sha1::Digest digest = sha.final();
     if (style == StyleRegal) {
         // A new console archive carries the first four bytes of the SHA-1 of what precedes them.

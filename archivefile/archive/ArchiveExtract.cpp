@@ -2,7 +2,6 @@
 // the prefix file, and the listing that replaces extraction in list mode. Nothing is written outside
 // the folder the caller named, whatever names the archive carries.
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <filesystem>
 #include <string_view>
@@ -20,39 +19,6 @@ namespace archivefile {
 namespace {
 
 namespace fs = std::filesystem;
-
-// Windows reserves these names in every folder, whatever extension follows them; an archive made
-// there cannot mean them as files, and one that uses them is hostile.
-bool isDeviceName(std::string_view component) {
-    std::string_view stem = component.substr(0, component.find('.'));
-    while (!stem.empty() && stem.back() == ' ') stem.remove_suffix(1);
-    static constexpr std::array<std::string_view, 7> devices{"CON", "PRN", "AUX", "NUL", "CONIN$", "CONOUT$", "CLOCK$"};
-    for (const std::string_view device : devices)
-        if (paths::equalIgnoringCase(stem, device)) return true;
-    return stem.size() == 4 && (paths::equalIgnoringCase(stem.substr(0, 3), "COM") ||
-                                paths::equalIgnoringCase(stem.substr(0, 3), "LPT")) &&
-           stem[3] >= '1' && stem[3] <= '9';
-}
-
-// A name that could place a file outside the output folder: absolute, with a drive, with a ".."
-// component, or naming a device.
-bool unsafeName(std::string_view name) {
-    if (paths::hasRoot(name) || (name.size() >= 2 && name[1] == ':')) return true;
-    std::size_t start = 0;
-    while (start <= name.size()) {
-        const std::size_t end = std::min(name.find_first_of("\\/", start), name.size());
-        const std::string_view component = name.substr(start, end - start);
-        if (component == ".." || isDeviceName(component)) return true;
-        start = end + 1;
-    }
-    return false;
-}
-
-// A prefix written with a leading separator ("\pa\pb") still names a folder below the output folder.
-bool unsafePrefix(std::string_view prefix) {
-    while (!prefix.empty() && paths::isSlash(prefix.front())) prefix.remove_prefix(1);
-    return unsafeName(prefix);
-}
 
 std::string joined(const std::string& folder, const std::string& name) {
     FileStringA path;
@@ -136,7 +102,7 @@ int ArchiveFile::ExtractPreOpened(unsigned flags, const char* fileList, const ch
             extraction_.keepText = (flags & KeepText) != 0;
             const bool hasDestination = destFolder != nullptr && *destFolder != '\0';
             const bool usePrefix = HasPrefix() && !(flags & IgnorePrefix);
-            if (usePrefix && !prefix_.empty() && unsafePrefix(prefix_)) {
+            if (usePrefix && !prefix_.empty() && paths::prefixLeavesFolder(prefix_)) {
                 report("Cannot use prefix %s: it leads outside the output folder\r\n", prefix_.c_str());
                 return AE_IllegalFolder;
             }
@@ -226,7 +192,7 @@ int ArchiveFile::_ExtractToFile(const char* outputFolder, pbo_entry* entry, bool
         report(" ignoring erroneous prefix file inside pbo\r\n");
         return AE_NoError;
     }
-    if (unsafeName(entry->fileName().view())) {
+    if (paths::leavesFolder(entry->fileName().view())) {
         report(" refused: an absolute path, a drive, \"..\" or a device name cannot be extracted\r\n");
         ++extraction_.refusals;
         return AE_IllegalFolder;
@@ -238,8 +204,10 @@ int ArchiveFile::_ExtractToFile(const char* outputFolder, pbo_entry* entry, bool
     const std::string& place = extraction_.placeText;
     std::replace(target.begin() + static_cast<std::ptrdiff_t>(target.starts_with(place) ? place.size() : 0),
                  target.end(), '*', 'z');
-    if (!insideOutput(target)) {
-        report(" refused: a symbolic link on its path leads outside the output folder\r\n");
+    const char* reason = refusalFor(target);
+    if (reason == nullptr && Platform::isFolder(paths::native(target))) reason = "a folder stands where the file should be";
+    if (reason != nullptr) {
+        report(" refused: %s\r\n", reason);
         ++extraction_.refusals;
         return AE_IllegalFolder;
     }
@@ -297,7 +265,7 @@ bool ArchiveFile::IsPrefixFile(const FileString& name) { return IsPrefixFile(nam
 
 int ArchiveFile::_PrefixFile_MakeName(const char* folder, bool brief) {
     const std::string target = joined(folder, PrefixFileName);
-    if (!insideOutput(target) || !makeFoldersFor(target)) return AE_IllegalFolder;
+    if (refusalFor(target) != nullptr || !makeFoldersFor(target)) return AE_IllegalFolder;
     return _PrefixFile_Write(folder, brief);
 }
 
@@ -315,32 +283,47 @@ int ArchiveFile::_PrefixFile_Write(const char* folder, bool brief) {
 
 bool ArchiveFile::_KegsFile_Write(const char* folder, const char* prefix) {
     const std::string target = joined(folder, PrefixFileName);
-    if (!insideOutput(target) || !makeFoldersFor(target)) return false;
+    if (refusalFor(target) != nullptr || !makeFoldersFor(target)) return false;
     const std::string text = std::string(prefix ? prefix : "") + "\r\n" + headerReport_;
     return writeFile(target, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
 }
 
 // ---- Writing inside the output folder ------------------------------------------------------------
 
-bool ArchiveFile::insideOutput(const std::string& target) {
+const char* ArchiveFile::refusalFor(const std::string& target) {
+    constexpr const char* outside = "a symbolic link on its path leads outside the output folder";
     const fs::path root(extraction_.placeNamed);
     const fs::path relative = fs::path(paths::native(target)).lexically_relative(root);
-    if (relative.empty() || *relative.begin() == "..") return false;
-    // Folders that are symbolic links may stay only when they resolve inside the place named.
-    fs::path folder = root;
-    for (auto part = relative.begin(); part != relative.end() && std::next(part) != relative.end(); ++part) {
-        folder /= *part;
-        if (extraction_.checkedFolders.contains(folder.string())) continue;
+    if (relative.empty() || *relative.begin() == "..") return outside;
+    // Each folder on the way, the place named included, must be missing (it is made), a folder, or
+    // a symbolic link that resolves to a folder inside the place named. Entries named "a" and "a\b"
+    // cannot both be files: the second one to come is refused, and the others are still extracted.
+    bool missing = false;
+    const auto refusalAt = [&](const fs::path& folder) -> const char* {
+        if (extraction_.checkedFolders.contains(folder.string())) return nullptr;
         std::error_code error;
-        const fs::file_status status = fs::symlink_status(folder, error);
-        if (!fs::exists(status)) return true;
-        if (fs::is_symlink(status)) {
-            const fs::path resolved = fs::weakly_canonical(folder, error);
-            if (error || !within(resolved, fs::path(extraction_.placeResolved))) return false;
+        const fs::file_status link = fs::symlink_status(folder, error);
+        if (!fs::exists(link)) {
+            missing = true;
+            return nullptr;
         }
+        if (fs::is_symlink(link)) {
+            const fs::path resolved = fs::weakly_canonical(folder, error);
+            if (error || !within(resolved, fs::path(extraction_.placeResolved))) return outside;
+        }
+        const fs::file_status status = fs::status(folder, error);
+        if (!fs::exists(status)) return "a symbolic link on its path leads nowhere";
+        if (!fs::is_directory(status)) return "a file stands where a folder of its path should be";
         extraction_.checkedFolders.insert(folder.string());
+        return nullptr;
+    };
+    const char* reason = refusalAt(root);
+    fs::path folder = root;
+    for (auto part = relative.begin(); !reason && !missing && std::next(part) != relative.end(); ++part) {
+        folder /= *part;
+        reason = refusalAt(folder);
     }
-    return true;
+    return reason;
 }
 
 bool ArchiveFile::makeFoldersFor(const std::string& target) {
@@ -354,7 +337,7 @@ bool ArchiveFile::makeFoldersFor(const std::string& target) {
 bool ArchiveFile::writeFile(const std::string& target, std::span<const std::uint8_t> bytes) {
     if (!writer_.CreateFileA(target.c_str())) return false;
     try {
-        writer_.WriteBlock(bytes.data(), bytes.size());
+        writeInPieces(bytes);
         // The file replaces the target only here, and the rename may fail like any write.
         writer_.CloseOutput();
     } catch (Generic_Errors code) {

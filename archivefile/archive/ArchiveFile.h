@@ -5,10 +5,12 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -289,9 +291,15 @@ private:
     bool _KegsFile_Write(const char* folder, const char* prefix);
     void listEntries(int flags);
     std::string outputFolder(unsigned flags, const char* destFolder);
-    bool insideOutput(const std::string& target);
+    // Why nothing may be written at `target` (outside the place named, through a link, or below a
+    // file that stands where a folder is needed), or null when it may.
+    const char* refusalFor(const std::string& target);
     bool makeFoldersFor(const std::string& target);
     bool writeFile(const std::string& target, std::span<const std::uint8_t> bytes);
+    // The progress's checkpoint, when there is a progress.
+    void checkpoint() const;
+    // Writes `bytes` to the output a piece at a time, with a checkpoint after each.
+    void writeInPieces(std::span<const std::uint8_t> bytes);
 
     VexDLL* parent_;
     VexFileIO stream_;   // the archive, read piece by piece
@@ -365,6 +373,13 @@ private:
     void writeHeaderEntries(const std::vector<pbo_entry>& entries);
     void writeBody();
     std::vector<std::uint8_t> entryBytes(BuildEntry& entry);
+    // Hands the entry's file to `consume` a piece at a time; a file that cannot be read whole, or
+    // that is no longer the size it had, stops the build.
+    void readSource(const BuildEntry& entry, const std::function<void(std::span<const std::uint8_t>)>& consume);
+    // Whether an entry of this name is stored without compression.
+    bool storedAsIs(std::string_view name) const;
+    // Sets the entry's sizes for data stored as it is, and counts it in the compression totals.
+    void keepStored(pbo_entry& entry, std::uint64_t size);
     void compressEntry(pbo_entry& entry, std::vector<std::uint8_t>& data);
     void _WriteChecksum(int style);
 

@@ -242,6 +242,7 @@ bool ArchiveFile::shaMatches(std::uint64_t dataEnd) {
         stream_.Fread(chunk.data(), 1, piece);
         sha.update({chunk.data(), piece});
         left -= piece;
+        checkpoint();
     }
     computedDigest_ = sha.final();
     return std::equal(computedDigest_.begin(), computedDigest_.end(), trailer_.begin() + 1);
@@ -400,7 +401,12 @@ void ArchiveFile::loadData(pbo_entry& entry) {
     if (entry.dataSize_ > stream_.BytesRemaining()) raise(GE_PrematureEof);
     auto stored = std::make_unique_for_overwrite<std::uint8_t[]>(entry.dataSize_);
     if (!entry.isCompressed()) {
-        stream_.Fread(stored.get(), 1, entry.dataSize_);
+        for (std::uint32_t done = 0; done < entry.dataSize_;) {
+            const auto piece = static_cast<std::uint32_t>(std::min<std::uint64_t>(Progress::PieceSize, entry.dataSize_ - done));
+            stream_.Fread(stored.get() + done, 1, piece);
+            done += piece;
+            checkpoint();
+        }
         entry.setData(std::move(stored), entry.dataSize_);
         return;
     }
@@ -455,6 +461,19 @@ int ArchiveFile::decodeByteOrderMark(pbo_entry& entry) {
     const std::size_t length = std::strlen(reinterpret_cast<const char*>(image.data()));
     entry.setData(copyOf({image.data(), length}), length);
     return AE_NoError;
+}
+
+void ArchiveFile::checkpoint() const {
+    if (progress_ != nullptr) progress_->checkpoint();
+}
+
+void ArchiveFile::writeInPieces(std::span<const std::uint8_t> bytes) {
+    while (!bytes.empty()) {
+        const std::size_t piece = std::min(bytes.size(), Progress::PieceSize);
+        writer_.WriteBlock(bytes.data(), piece);
+        bytes = bytes.subspan(piece);
+        checkpoint();
+    }
 }
 
 // ---- Errors --------------------------------------------------------------------------------------

@@ -199,7 +199,7 @@ std::int64_t FileStringA::fs_GetFileSize(std::FILE* stream) {
 }
 
 std::string FileStringA::fs_ReadTextFile(const char* name) const {
-    FilePtr file(std::fopen(paths::native(_fs_GetName(name)).c_str(), "rb"), std::fclose);
+    FilePtr file(Platform::openRegularFile(paths::native(_fs_GetName(name))), std::fclose);
     if (!file) throw TextException("bad read");
     const std::int64_t size = fs_GetFileSize(file.get());
     if (size < 0) throw TextException("bad read");

@@ -116,4 +116,37 @@ std::string withSeparator(std::string_view name, char separator) {
 
 std::string native(std::string_view name) { return withSeparator(name, Platform::separator); }
 
+namespace {
+
+// Windows reserves these names in every folder, whatever extension follows them; an archive made
+// there cannot mean them as files, and one that uses them is hostile.
+bool isDeviceName(std::string_view component) {
+    std::string_view stem = component.substr(0, component.find('.'));
+    while (!stem.empty() && stem.back() == ' ') stem.remove_suffix(1);
+    static constexpr std::array<std::string_view, 7> devices{"CON", "PRN", "AUX", "NUL", "CONIN$", "CONOUT$", "CLOCK$"};
+    for (const std::string_view device : devices)
+        if (equalIgnoringCase(stem, device)) return true;
+    return stem.size() == 4 && (equalIgnoringCase(stem.substr(0, 3), "COM") || equalIgnoringCase(stem.substr(0, 3), "LPT")) &&
+           stem[3] >= '1' && stem[3] <= '9';
+}
+
+}  // namespace
+
+bool leavesFolder(std::string_view name) {
+    if (hasRoot(name) || (name.size() >= 2 && name[1] == ':')) return true;
+    std::size_t start = 0;
+    while (start <= name.size()) {
+        const std::size_t end = std::min(name.find_first_of("\\/", start), name.size());
+        const std::string_view component = name.substr(start, end - start);
+        if (component == ".." || isDeviceName(component)) return true;
+        start = end + 1;
+    }
+    return false;
+}
+
+bool prefixLeavesFolder(std::string_view prefix) {
+    while (!prefix.empty() && isSlash(prefix.front())) prefix.remove_prefix(1);
+    return leavesFolder(prefix);
+}
+
 }  // namespace archivefile::paths

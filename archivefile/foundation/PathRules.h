@@ -70,6 +70,12 @@ int fileKind(std::string_view name);
 std::string withSeparator(std::string_view name, char separator);
 // A path with "/" for the host's file calls.
 std::string native(std::string_view name);
+// Whether a name could place a file outside the folder it is taken in: absolute, with a drive,
+// with a ".." component, or naming a device.
+bool leavesFolder(std::string_view name);
+// The same for a prefix, which may be written with a leading separator ("\pa\pb") and still name
+// a folder below the one it is taken in.
+bool prefixLeavesFolder(std::string_view prefix);
 
 }  // namespace paths
 }  // namespace archivefile

@@ -23,9 +23,10 @@
 namespace archivefile {
 
 namespace {
-std::atomic<bool> interrupted{false};
+// The signal that asked the process to stop, or 0.
+std::atomic<int> interruption{0};
 
-void onInterrupt(int) { interrupted.store(true); }
+void onInterrupt(int signal) { interruption.store(signal); }
 }  // namespace
 
 std::string Platform::currentFolder() {
@@ -58,22 +59,40 @@ bool Platform::isFolder(const std::string& path) {
     return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
-bool Platform::walkFolder(const std::string& folder, std::vector<FolderItem>& items, std::string& failedPath) {
+bool Platform::walkFolder(const std::string& folder, std::vector<FolderItem>& items, std::string& failedPath,
+                          std::vector<FolderItem>* leftOut) {
     namespace fs = std::filesystem;
     const fs::path root(folder);
     std::error_code error;
     fs::recursive_directory_iterator walk(root, error);
     for (; !error && walk != fs::recursive_directory_iterator(); walk.increment(error)) {
+        const auto leave = [&](std::string_view reason) {
+            if (leftOut != nullptr) leftOut->push_back({walk->path().lexically_relative(root).generic_string(), 0, 0, reason});
+        };
         struct stat info {};
         if (::stat(walk->path().c_str(), &info) != 0) {
-            // A dangling link names nothing to pack; anything else that cannot be looked at is a failure.
-            if (errno == ENOENT && walk->is_symlink()) continue;
-            failedPath = walk->path().string();
-            return false;
+            // A link that names nothing names nothing to read; anything else that cannot be looked at
+            // is a failure.
+            if (errno == ENOENT && walk->is_symlink()) {
+                leave("a link that leads nowhere");
+            } else if (errno == ELOOP) {
+                leave("a link that leads round in a loop");
+            } else {
+                failedPath = walk->path().string();
+                return false;
+            }
+            continue;
         }
-        if (!S_ISREG(info.st_mode)) continue;
+        if (S_ISDIR(info.st_mode)) {
+            if (walk->is_symlink()) leave("a link to a folder");
+            continue;
+        }
+        if (!S_ISREG(info.st_mode)) {
+            leave("a pipe, a socket or a device");
+            continue;
+        }
         items.push_back({walk->path().lexically_relative(root).generic_string(), static_cast<std::uint64_t>(info.st_size),
-                         static_cast<std::int64_t>(info.st_mtime)});
+                         static_cast<std::int64_t>(info.st_mtime), {}});
     }
     if (error) {
         failedPath = walk == fs::recursive_directory_iterator() ? folder : walk->path().string();
@@ -85,6 +104,24 @@ bool Platform::walkFolder(const std::string& folder, std::vector<FolderItem>& it
 bool Platform::isFile(const std::string& path) {
     struct stat info {};
     return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+}
+
+std::FILE* Platform::openRegularFile(const std::string& path) {
+    // Opened without waiting, then checked on what was opened: a name that the scan saw as a file
+    // may be a pipe by now, and opening a pipe for reading waits for a writer for ever.
+    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) return nullptr;
+    struct stat info {};
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+        const int error = S_ISDIR(info.st_mode) ? EISDIR : ENXIO;
+        ::close(fd);
+        errno = error;
+        return nullptr;
+    }
+    const int flags = ::fcntl(fd, F_GETFL);
+    std::FILE* file = flags < 0 || ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) != 0 ? nullptr : ::fdopen(fd, "rb");
+    if (file == nullptr) ::close(fd);
+    return file;
 }
 
 std::string Platform::findFileIgnoringCase(const std::string& path) {
@@ -122,14 +159,18 @@ int Platform::renameFile(const std::string& from, const std::string& to) {
 }
 
 std::FILE* Platform::createTemporaryBeside(const std::string& target, std::string& temporaryPath) {
-    // The name is drawn here rather than by mkstemp, which makes the file private: opened with the
-    // mode a plain create uses, the finished file gets the permissions the umask gives, and the umask
-    // is never changed, not even for a moment, while other threads create files.
+    // A short name of its own in the target's folder: the target's name may be as long as a name can
+    // be, so nothing may be added to it. The name is drawn here rather than by mkstemp, which makes the
+    // file private: opened with the mode a plain create uses, the finished file gets the permissions
+    // the umask gives, and the umask is never changed, not even for a moment, while other threads
+    // create files.
+    const std::size_t slash = target.rfind('/');
+    const std::string folder = slash == std::string::npos ? std::string() : target.substr(0, slash + 1);
     static constexpr char letters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
     thread_local std::mt19937_64 random{std::random_device{}()};
     std::uniform_int_distribution<std::size_t> pick(0, sizeof letters - 2);
     for (int attempt = 0; attempt < 100; ++attempt) {
-        std::string name = target + ".part-";
+        std::string name = folder + ".part-";
         for (int i = 0; i < 6; ++i) name += letters[pick(random)];
         const int fd = ::open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (fd < 0) {
@@ -221,9 +262,23 @@ void Platform::watchInterrupt() {
     struct sigaction action {};
     action.sa_handler = onInterrupt;
     sigemptyset(&action.sa_mask);
+    // Only the first signal is caught: a second one ends the process at once, for a person who
+    // presses Ctrl-C again because the first did not seem to help.
+    action.sa_flags = SA_RESETHAND;
+    // Ctrl-C, and what `timeout`, CI runners and service managers send.
     ::sigaction(SIGINT, &action, nullptr);
+    ::sigaction(SIGTERM, &action, nullptr);
+    // A closed terminal too, unless the process was started with it ignored: a run under `nohup` is
+    // meant to outlive its terminal.
+    struct sigaction inherited {};
+    if (::sigaction(SIGHUP, nullptr, &inherited) != 0 || inherited.sa_handler != SIG_IGN) ::sigaction(SIGHUP, &action, nullptr);
 }
 
-bool Platform::interruptRequested() { return interrupted.load(); }
+bool Platform::interruptRequested() { return interruption.load() != 0; }
+
+int Platform::interruptExitStatus() {
+    const int signal = interruption.load();
+    return signal != 0 ? 128 + signal : 0;
+}
 
 }  // namespace archivefile

@@ -8,6 +8,7 @@
 // callback, `advance` may raise code 9 ("User cancelled") to stop the operation.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "archivefile/foundation/Export.h"
@@ -30,6 +31,12 @@ public:
     virtual void advance(const Counts& done) = 0;
     /// Called once when the operation stops, whether it completed, failed or was cancelled.
     virtual void end() = 0;
+    // Called every few MiB while one large file is hashed, read or written, so that a caller can stop
+    // there (by raising code 9) without waiting for the file to end. Nothing by default.
+    virtual void checkpoint() {}
+
+    // How much one step of a large file may be before a checkpoint comes.
+    static constexpr std::size_t PieceSize = std::size_t{4} << 20;
 
     /// One operation's report: `begin` when it is made, `end` when it goes, however the operation
     /// left. A null progress reports nothing.

@@ -78,7 +78,7 @@ std::FILE* VexFileIO::openForReading(const char* path) {
         else if (Platform::fileSize(native)) Throw(GE_NoError, "%s is not a regular file\r\n", path);
         return nullptr;
     }
-    return std::fopen(native.c_str(), "rb");
+    return Platform::openRegularFile(native);
 }
 
 std::int64_t VexFileIO::ReadFile(const char* path) {
@@ -164,11 +164,13 @@ bool VexFileIO::CreateFileA(const char* name, const char* defaultExtension) {
 
 void VexFileIO::CloseOutput() {
     if (output_ == nullptr) return;
+    // What is still buffered is written only now, so a full disk often shows here first.
     const bool written = std::fclose(output_) == 0;
+    const int error = Platform::lastError();
     output_ = nullptr;
     if (!written) {
         Platform::removeFile(outputTemporary_);
-        raise(GE_CannotWrite);
+        failWriting(error);
     }
     if (Platform::renameFile(outputTemporary_, outputTarget_) != 0) {
         ReportError(outputTarget_.c_str());
@@ -194,7 +196,7 @@ bool VexFileIO::ReadActive() const { return image_ != nullptr || hugeInput_ != n
 int VexFileIO::FileIsRaPified(const char* name) {
     const std::string native = paths::native(name ? name : "");
     if (!Platform::isFile(native)) return -1;
-    FilePtr file(std::fopen(native.c_str(), "rb"), std::fclose);
+    FilePtr file(Platform::openRegularFile(native), std::fclose);
     if (!file) return -1;
     unsigned char head[4] = {};
     return std::fread(head, 1, 4, file.get()) == 4 && std::memcmp(head, "\0raP", 4) == 0 ? 1 : 0;
@@ -207,8 +209,9 @@ const char* VexFileIO::GetMimeSignature() {
 }
 
 std::vector<unsigned char> VexFileIO::ReadBackWriteFile() {
-    if (output_ == nullptr || std::fflush(output_) != 0 || std::fseek(output_, 0, SEEK_END) != 0)
-        raise(GE_PrematureEof);
+    if (output_ == nullptr) raise(GE_PrematureEof);
+    if (std::fflush(output_) != 0) failWriting(Platform::lastError());
+    if (std::fseek(output_, 0, SEEK_END) != 0) raise(GE_PrematureEof);
     const long size = std::ftell(output_);
     if (size < 0 || std::fseek(output_, 0, SEEK_SET) != 0) raise(GE_PrematureEof);
     std::vector<unsigned char> image(static_cast<std::size_t>(size) + 2, 0);
@@ -220,8 +223,9 @@ std::vector<unsigned char> VexFileIO::ReadBackWriteFile() {
 }
 
 void VexFileIO::readBackInPieces(const std::function<void(std::span<const unsigned char>)>& consume) {
-    if (output_ == nullptr || std::fflush(output_) != 0 || std::fseek(output_, 0, SEEK_SET) != 0)
-        raise(GE_PrematureEof);
+    if (output_ == nullptr) raise(GE_PrematureEof);
+    if (std::fflush(output_) != 0) failWriting(Platform::lastError());
+    if (std::fseek(output_, 0, SEEK_SET) != 0) raise(GE_PrematureEof);
     std::vector<unsigned char> piece(std::size_t{1} << 20);
     std::size_t got;
     while ((got = std::fread(piece.data(), 1, piece.size(), output_)) > 0) consume({piece.data(), got});
@@ -404,7 +408,14 @@ std::string VexFileIO::ReadAsciizH() {
 // ---- Writing values ------------------------------------------------------------------------------
 
 void VexFileIO::write(const void* data, std::uint64_t n) {
-    if (output_ == nullptr || (n != 0 && std::fwrite(data, 1, n, output_) != n)) raise(GE_CannotWrite);
+    if (output_ == nullptr) raise(GE_CannotWrite);
+    if (n != 0 && std::fwrite(data, 1, n, output_) != n) failWriting(Platform::lastError());
+}
+
+void VexFileIO::failWriting(int error) {
+    // The file named is the one the caller asked for: the temporary one beside it is ours.
+    Throw(GE_CannotWrite, "cannot write %s: %s\r\n", outputTarget_.c_str(), Platform::errorText(error).c_str());
+    raise(GE_CannotWrite);
 }
 
 void VexFileIO::WriteByte(int value) {

@@ -153,6 +153,8 @@ public:
     void WriteAsciiz(const char* text);
     void WriteChars(const char* text);
     void WriteLenString(const char* text);
+    // Raises 6 after a line naming the file being written and the system's reason (`error`).
+    [[noreturn]] void failWriting(int error);
 
     //@}
     /// @name File-system services

@@ -24,9 +24,13 @@ public:
         if (--cancelAfter == 0) archivefile::raise(GE_UserCancelled);
     }
     void end() override { calls.push_back("end"); }
+    void checkpoint() override {
+        if (--cancelAtCheckpoint == 0) archivefile::raise(GE_UserCancelled);
+    }
 
     std::vector<std::string> calls;
     int cancelAfter = -1;
+    int cancelAtCheckpoint = -1;
 
 private:
     static std::string text(const Counts& counts) {
@@ -112,4 +116,24 @@ TEST_F(ArchiveProgress, BuildsCountEveryStoredFileAndLeaveOutExcludedOnes) {
     EXPECT_EQ(exclusion.unmatched(), std::vector<std::string>{"*.bak"});
     EXPECT_EQ(progress.calls, (std::vector<std::string>{"begin 2/17", "advance 1/13", "advance 1/4", "end"}));
     EXPECT_EQ(archive.builtArchive(), output);
+}
+
+TEST_F(ArchiveProgress, ACancelInsideALargeEntryStopsBeforeTheEntryEnds) {
+    // Large enough to be read, written and hashed in several pieces.
+    const std::string large(Progress::PieceSize * 2 + 10, 'L');
+    progress.cancelAtCheckpoint = 1;
+    EXPECT_EQ(extract(ArchiveBytes().entry("large.bin", large).body()), AE_UserCancelled);
+    EXPECT_EQ(progress.calls, (std::vector<std::string>{"begin 1/" + std::to_string(large.size()), "end"}));
+    EXPECT_FALSE(fs::exists(out + "/game/large.bin"));
+
+    folder.write("src/large.bin", large);
+    const std::string output = folder.write("built.pbo", "earlier");
+    progress.calls.clear();
+    progress.cancelAtCheckpoint = 1;
+    EXPECT_EQ(archive.MakePboNew((folder / "src").c_str(), ArchiveFile::StyleKern, output.c_str(), collect, nullptr, "p"),
+              AE_UserCancelled);
+    EXPECT_EQ(progress.calls, (std::vector<std::string>{"begin 1/" + std::to_string(large.size()), "end"}));
+    EXPECT_EQ(archivefile::testing::TempFolder::read(output), "earlier");
+    for (const auto& item : fs::recursive_directory_iterator(folder.path()))
+        EXPECT_FALSE(item.path().filename().string().starts_with(".part-")) << item.path();
 }

@@ -6,6 +6,8 @@
 #include <functional>
 #include <string>
 
+#include <sys/stat.h>
+
 #include "archivefile/foundation/GenericError.h"
 #include "archivefile/foundation/Guarded.h"
 #include "archivefile/foundation/Platform.h"
@@ -146,6 +148,20 @@ TEST(VexFileIOText, MissingNamesAndFiles) {
     folder.write("config.cpp", "class A {};");
     EXPECT_TRUE(stream.OpenFile((folder / "config").c_str(), "cpp", true));
     EXPECT_STREQ(stream.GetFileNameNoExt(), "config");
+}
+
+TEST(VexFileIOText, APipeOrAFolderIsNeverOpenedAsAFile) {
+    // A name that became a pipe after it was looked at must not keep the open waiting for a writer.
+    TempFolder folder;
+    ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+    EXPECT_EQ(Platform::openRegularFile(folder / "pipe"), nullptr);
+    EXPECT_EQ(Platform::lastError(), ENXIO);
+    EXPECT_EQ(Platform::openRegularFile(folder.path().string()), nullptr);
+    EXPECT_EQ(Platform::lastError(), EISDIR);
+    std::FILE* file = Platform::openRegularFile(folder.write("file.txt", "x"));
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(std::fgetc(file), 'x');
+    std::fclose(file);
 }
 
 TEST(VexFileIOWrite, OutputAppearsOnlyWhenComplete) {

@@ -57,13 +57,48 @@ grep -qF '"error":{"code":-3,"message":"ArchiveFile No File found"}' json.txt ||
 
 # Unsafe names are refused, named, and nothing lands outside the output folder.
 set +e
-"$VEX" unpack hostile.pbo -o out3 2>err.txt; status=$?
+"$VEX" -q unpack hostile.pbo -o out3 2>err.txt; status=$?
 set -e
 [ "$status" -eq 1 ] || fail "a hostile archive exits with $status"
 grep -qF '..\evil.txt refused' err.txt || fail "no refusal line: $(cat err.txt)"
 grep -qF '(code -14)' err.txt || fail "no code -14: $(cat err.txt)"
 [ -f out3/hostile/ok.txt ] || fail "the safe entry was not extracted"
 [ -z "$(find . -name evil.txt)" ] || fail "evil.txt was written"
+
+# A name as long as a file name may be (255 bytes) is extracted like any other.
+long=$(printf 'n%.0s' $(seq 251)).txt
+{ header "$long" 0 0 0 0 2; header short.txt 0 0 0 0 1; terminator; printf 'lns'; } >long.pbo
+"$VEX" -q unpack long.pbo -o outlong
+[ "$(cat "outlong/long/$long")" = ln ] && [ -f outlong/long/short.txt ] || fail "a 255-byte name was not extracted"
+
+# Entries that need a file where a folder stands, or the reverse, or a link that leads nowhere, are
+# refused in lines that -q keeps; the others are extracted and the result is code -14.
+{ header a 0 0 0 0 1; header 'a\b' 0 0 0 0 1; header 'd\e' 0 0 0 0 1; header d 0 0 0 0 1
+  header 'gone\c.txt' 0 0 0 0 1; header ok.txt 0 0 0 0 1; terminator; printf 'abedco'; } >clash.pbo
+mkdir -p outclash/clash && ln -s missing outclash/clash/gone
+set +e
+"$VEX" -q unpack clash.pbo -o outclash 2>err.txt; status=$?
+set -e
+[ "$status" -eq 1 ] && grep -qF '(code -14)' err.txt || fail "clashing names: status $status, $(cat err.txt)"
+grep -qxF 'a\b refused: a file stands where a folder of its path should be' err.txt || fail "a\b: $(cat err.txt)"
+grep -qxF 'd refused: a folder stands where the file should be' err.txt || fail "d: $(cat err.txt)"
+grep -qxF 'gone\c.txt refused: a symbolic link on its path leads nowhere' err.txt || fail "gone: $(cat err.txt)"
+[ "$(cat outclash/clash/a outclash/clash/d/e outclash/clash/ok.txt)" = aeo ] || fail "the other entries were not extracted"
+ln -s nowhere dangling
+set +e
+"$VEX" -q unpack plain.pbo -o dangling 2>err.txt; status=$?
+set -e
+[ "$status" -eq 1 ] && grep -qxF 'notes.txt refused: a symbolic link on its path leads nowhere' err.txt ||
+  fail "-o naming a link that leads nowhere: status $status, $(cat err.txt)"
+
+# Control bytes in names reach a terminal escaped, and a pipe as they are.
+{ header $'bell\a\033]0;x\a.txt' 0 0 0 0 1; terminator; printf 'z'; } >control.pbo
+[ "$("$VEX" list --brief control.pbo)" = $'bell\a\033]0;x\a.txt' ] || fail "a pipe got the name changed"
+if command -v script >/dev/null; then
+  script -qfec "$VEX list --brief control.pbo; $VEX unpack control.pbo -o outcontrol" /dev/null >shown.txt
+  [ "$(grep -acF 'bell\x07\x1b]0;x\x07.txt' shown.txt)" -eq 2 ] || fail "names not escaped: $(cat -v shown.txt)"
+  ! grep -aq $'\033]' shown.txt || fail "a raw escape reached the terminal: $(cat -v shown.txt)"
+fi
 
 # Selection by extension, and a wrong checksum with and without --strict.
 "$VEX" -q unpack mod.pbo -o out4 --files '*.txt' --ignore-prefix

@@ -103,4 +103,53 @@ if ! cat "$work/bad/b.txt" >/dev/null 2>&1; then
   [ "$(cat "$work/bad.pbo")" = old ] || fail "the earlier archive was replaced"
   [ "$(ls "$work" | grep -c part)" -eq 0 ] || fail "a temporary file was left behind"
 fi
+
+# Pipes and links that lead to no file are left out, each with its line; a prefix that leads out of
+# the folder it is unpacked into is refused before anything is written.
+mkdir -p "$work/odd/real"
+echo x >"$work/odd/real/x.txt"
+echo 'class A {};' >"$work/odd/config.cpp"
+mkfifo "$work/odd/pipe"
+ln -s nowhere "$work/odd/dangling"
+ln -s loop "$work/odd/loop"
+ln -s real "$work/odd/linked"
+"$VEX" pack "$work/odd" -o "$work/odd.pbo" 2>"$work/odd.txt" || fail "odd folder: $(cat "$work/odd.txt")"
+for line in 'pipe (a pipe, a socket or a device)' 'dangling (a link that leads nowhere)' \
+    'loop (a link that leads round in a loop)' 'linked (a link to a folder)'; do
+  grep -qxF "excluding $line" "$work/odd.txt" || fail "no 'excluding $line' in: $(cat "$work/odd.txt")"
+done
+set +e
+"$VEX" pack "$work/odd" -o "$work/prefixed.pbo" --prefix '..\..\x' 2>"$work/prefix.txt"; status=$?
+set -e
+[ "$status" -eq 2 ] && [ ! -e "$work/prefixed.pbo" ] || fail "--prefix ..\..\x: status $status"
+grep -qF 'leads outside the folder it is unpacked into' "$work/prefix.txt" || fail "prefix refusal: $(cat "$work/prefix.txt")"
+
+# A write that fails names the file and the system's reason, and leaves nothing behind.
+head -c 300000 /dev/urandom >"$work/odd/real/large.bin"
+set +e
+message=$(ulimit -f 100; trap '' XFSZ; "$VEX" -q pack "$work/odd" -o "$work/full.pbo" 2>&1); status=$?
+set -e
+[ "$status" -eq 1 ] || fail "a failed write: exit $status"
+grep -qxF "cannot write $work/full.pbo: File too large" <<<"$message" || fail "failed write: $message"
+[ -z "$(find "$work" -name '.part-*')" ] || fail "a failed write left $(find "$work" -name '.part-*')"
+
+# A request to terminate, or a closed terminal, cancels a pack in the middle of a large file: no
+# partial file stays, the earlier archive is kept, and the status is that of the signal.
+truncate -s 256M "$work/odd/real/large.bin"
+echo earlier >"$work/signalled.pbo"
+for signal in TERM:143 HUP:129; do
+  "$VEX" pack "$work/odd" -o "$work/signalled.pbo" 2>"$work/signal.txt" &
+  vex=$!
+  until [ -n "$(find "$work" -name '.part-*')" ] || ! kill -0 "$vex" 2>/dev/null; do sleep 0.05; done
+  kill -"${signal%:*}" "$vex"
+  status=0
+  wait "$vex" || status=$?
+  [ "$status" -eq "${signal#*:}" ] || fail "SIG${signal%:*} ends with status $status"
+  grep -qx 'User cancelled' "$work/signal.txt" || fail "SIG${signal%:*}: $(cat "$work/signal.txt")"
+  [ "$(cat "$work/signalled.pbo")" = earlier ] || fail "SIG${signal%:*} replaced the earlier archive"
+  [ -z "$(find "$work" -name '.part-*')" ] || fail "SIG${signal%:*} left a partial file"
+done
+# Under nohup a closed terminal is no reason to stop.
+(trap '' HUP; "$VEX" -q pack "$work/odd" -o "$work/nohup.pbo" & vex=$!; sleep 0.2; kill -HUP "$vex" 2>/dev/null || true
+ wait "$vex") || fail "a pack started with SIGHUP ignored was stopped by it"
 echo "pack: ok"

@@ -124,6 +124,8 @@ int list(Tool& tool, const ListOptions& options) {
     std::string path;
     if (const int status = tool.input(options.archive, Expected::Archive, path, ".pbo"); status != Success)
         return status;
+    // A long checksum is checked in pieces, and a cancel is noticed between them.
+    archive.setProgress(&tool.progress());
     if (tool.json) return listAsJson(archive, options.archive, path);
     const int flags = ArchiveFile::ListOnly | (options.brief ? ArchiveFile::Brief : 0) | openFlags(path);
     // The listing is the command's data: it goes to standard output once it is known to be whole.

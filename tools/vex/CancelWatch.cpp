@@ -6,6 +6,7 @@
 
 #include "archivefile/foundation/GenericError.h"
 #include "archivefile/foundation/Platform.h"
+#include "tools/vex/Tool.h"
 
 namespace vex {
 
@@ -48,6 +49,11 @@ bool CancelWatch::requested() {
 
 void CancelWatch::check() {
     if (requested()) archivefile::raise(archivefile::GE_UserCancelled);
+}
+
+int CancelWatch::exitStatus() {
+    const int status = Platform::interruptExitStatus();
+    return status != 0 ? status : Cancelled;
 }
 
 }  // namespace vex

@@ -1,6 +1,7 @@
-// The one place that watches for the user's wish to stop: Ctrl-C at any time, and Escape when
-// standard input is a terminal. Whatever vex hands the library as a callback or a progress asks
-// here, so that a cancel stops the operation at its next line or file with code 9.
+// The one place that watches for the user's wish to stop: Ctrl-C, a request to terminate or a
+// closed terminal at any time, and Escape when standard input is a terminal. Whatever vex hands the
+// library as a callback or a progress asks here, so that a cancel stops the operation at its next
+// line or file, or at the next few MiB of a large one, with code 9.
 #pragma once
 
 namespace vex {
@@ -13,6 +14,9 @@ public:
     static bool requested();
     // Raises code 9 ("User cancelled") when the user has asked to stop.
     static void check();
+    // The exit status of a cancelled run: that of the signal which asked to stop, as shells report
+    // it (143 for a request to terminate, 129 for a closed terminal), else 130.
+    static int exitStatus();
 };
 
 }  // namespace vex

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "archivefile/foundation/Platform.h"
+#include "tools/vex/TerminalText.h"
 
 namespace vex {
 
@@ -60,12 +61,13 @@ void Console::write(std::string_view text) {
 }
 
 void Console::putAboveProgress(std::string_view lines) {
+    const std::string shown = terminal_ ? TerminalText::escaped(lines) : std::string(lines);
     if (!progressShown_) {
-        put(lines);
+        put(shown);
         return;
     }
     // One write: the line cleared, the lines, the progress line drawn again below them.
-    put(std::string(EraseLine) + std::string(lines) + progress_);
+    put(std::string(EraseLine) + shown + progress_);
 }
 
 void Console::endOpenLine() {

@@ -18,6 +18,7 @@
 #include "tools/vex/Batch.h"
 #include "tools/vex/InfoKinds.h"
 #include "tools/vex/JsonOutput.h"
+#include "tools/vex/TerminalText.h"
 #include "tools/vex/Tool.h"
 
 namespace vex {
@@ -108,7 +109,8 @@ public:
         for (const auto& [kind, count] : countsInTableOrder()) std::printf("  %s: %zu\n", textOf(kind), count);
         std::printf("%zu failed\n", failures_.size());
         for (const FailedFile& failure : failures_)
-            std::printf("  %s: %s (code %d)\n", failure.path.c_str(), failure.message.c_str(), failure.code);
+            std::printf("  %s: %s (code %d)\n", TerminalText::forStandardOutput(failure.path).c_str(),
+                        failure.message.c_str(), failure.code);
     }
 
     bool anyFailed() const { return !failures_.empty(); }
@@ -189,8 +191,9 @@ private:
         if (json_) {
             finding.output = JsonOutput::text(object(look.name, finding.kind, kind != kinds.end(), description));
         } else {
-            finding.output = look.name + ": " + textOf(finding.kind) + "\n";
-            for (const std::string& line : description.lines) finding.output += "  " + line + "\n";
+            finding.output = TerminalText::forStandardOutput(look.name) + ": " + textOf(finding.kind) + "\n";
+            for (const std::string& line : description.lines)
+                finding.output += "  " + TerminalText::forStandardOutput(line) + "\n";
         }
         if (description.code != 0) finding.failure = FailedFile{look.name, description.code, description.message};
         return finding;

@@ -158,6 +158,10 @@ std::string shapingOptionsOf(const PackOptions& options) {
 int pack(Tool& tool, const PackOptions& options) {
     for (const std::string& folder : options.folders)
         if (folder == "-") return tool.usage("vex pack reads a folder; standard input cannot be one");
+    // Unpacking would refuse such a prefix; better to hear it before the archive is made.
+    if (archivefile::paths::prefixLeavesFolder(options.prefix))
+        return tool.usage("--prefix " + options.prefix + " leads outside the folder it is unpacked into: a prefix "
+                          "has no drive, no \"..\" part and no device name");
     if (const int status = Batch::checkOutput(tool, options.folders, options.output); status != Success) return status;
     if (options.folders.size() > 1) {
         // Two folders of one name would write the same archive, each over the other.

@@ -43,6 +43,8 @@ void ProgressLine::advance(const Counts& done) {
     CancelWatch::check();
 }
 
+void ProgressLine::checkpoint() { CancelWatch::check(); }
+
 void ProgressLine::end() {
     if (batch_ != nullptr) batch_->end();
     const std::lock_guard lock(mutex_);

@@ -30,6 +30,7 @@ public:
     void begin(const Counts& total) override;
     void advance(const Counts& done) override;
     void end() override;
+    void checkpoint() override;
 
     // The batch that follows: `inputs` of them, named `noun` ("folders") on the line; each one
     // finished is told with `inputDone`.

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 #include "archivefile/foundation/GenericError.h"
@@ -17,6 +18,7 @@
 #include "tools/vex/CancelWatch.h"
 #include "tools/vex/Console.h"
 #include "tools/vex/ContentKind.h"
+#include "tools/vex/TerminalText.h"
 #include "tools/vex/UsageMessage.h"
 
 namespace vex {
@@ -33,9 +35,31 @@ std::atomic<bool> cancelReported{false};
 // Standard input is kept in a file by the first worker that needs it; the others find that file.
 std::mutex standardInputKept;
 
+// Texts of the library that say why an entry, a prefix or a file was refused or could not be
+// written. They are kept with -q: without them the user would see only a bare code.
+bool explainsFailure(std::string_view message) {
+    static constexpr std::string_view parts[] = {
+        " refused: ",   "Cannot use prefix ", " is too large ",                "cannot write ",
+        "cannot read ", "Path and file=",     "Cannot take the archive name ", "Folder does not exist ",
+    };
+    for (const std::string_view part : parts)
+        if (message.find(part) != std::string_view::npos) return true;
+    return false;
+}
+
+// With -q, the pieces of one message (an entry's name, then what became of it) until its line ends.
+std::string quietMessage;
+
 bool toStandardError(const char* text, ...) {
     CancelWatch::check();
-    if (!quietOutput) Console::standardError().write(text);
+    if (!quietOutput) {
+        Console::standardError().write(text);
+        return true;
+    }
+    quietMessage += text;
+    if (quietMessage.empty() || quietMessage.back() != '\n') return true;
+    if (explainsFailure(quietMessage)) Console::standardError().write(quietMessage);
+    quietMessage.clear();
     return true;
 }
 
@@ -133,6 +157,7 @@ int Tool::run() {
     verboseOutput = verbose;
     progress_.show(!quiet && Platform::isTerminal(2));
     int status = action_();
+    if (status == Cancelled) status = CancelWatch::exitStatus();
     Console::standardError().endOpenLine();
     if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
         const int error = Platform::lastError();
@@ -155,8 +180,12 @@ archivefile::LogCallback Tool::dataCallback() const {
 
 void Tool::printData(bool succeeded, const std::string& title) const {
     heldData.insert(0, title);
-    if (succeeded) std::fwrite(heldData.data(), 1, heldData.size(), stdout);
-    else if (!quiet) Console::standardError().write(heldData);
+    if (succeeded) {
+        const std::string shown = TerminalText::forStandardOutput(heldData);
+        std::fwrite(shown.data(), 1, shown.size(), stdout);
+    } else if (!quiet) {
+        Console::standardError().write(heldData);
+    }
     heldData.clear();
 }
 

@@ -20,7 +20,9 @@ namespace vex {
 inline constexpr int Success = 0;
 inline constexpr int Failure = 1;      // the operation failed, or its output could not be written
 inline constexpr int UsageError = 2;   // the command line was wrong
-inline constexpr int Cancelled = 130;  // Escape or Ctrl-C, as shells report an interrupted program
+// Escape or Ctrl-C, as shells report an interrupted program; a run stopped by a request to terminate
+// or a closed terminal ends with 143 or 129 instead, as the shell would report that signal.
+inline constexpr int Cancelled = 130;
 
 // What a command reads; a name that is something else is refused with what it is.
 enum class Expected { Archive, BinarisedConfig, ConfigText, Sound, Audio, Texture, Png, Any };
