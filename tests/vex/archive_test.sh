@@ -1,27 +1,6 @@
 #!/usr/bin/env bash
 # vex list and vex unpack on archives written byte by byte here.
-set -euo pipefail
-: "${VEX:?VEX must name the vex binary}"
-export TZ=UTC
-
-fail() { echo "FAIL: $*" >&2; exit 1; }
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-
-# Little-endian 32-bit numbers, zero-terminated texts, and header entries:
-# header NAME METHOD ORIGINAL-SIZE RESERVED TIME DATA-SIZE
-u32() { printf '\\x%02x\\x%02x\\x%02x\\x%02x' $(($1 & 255)) $(($1 >> 8 & 255)) $(($1 >> 16 & 255)) $(($1 >> 24 & 255)); }
-asciiz() { printf '%s\0' "$@"; }
-header() { asciiz "$1"; printf "$(u32 "$2")$(u32 "$3")$(u32 "$4")$(u32 "$5")$(u32 "$6")"; }
-properties() { header "" $((0x56657273)) 0 0 0 0; asciiz "$@"; printf '\0'; }
-terminator() { header "" 0 0 0 0 0; }
-# Appends a zero byte and the SHA-1 of everything before it.
-sign() {
-  local digest
-  digest=$(sha1sum "$1" | cut -c1-40)
-  { printf '\0'; printf "$(sed 's/../\\x&/g' <<<"$digest")"; } >>"$1"
-}
+source "$(dirname "$0")/common.sh"
 
 { properties prefix 'mod\data' product test
   header config.cpp 0 0 0 1000000000 9; header 'sub\b.txt' 0 0 0 0 5; terminator
@@ -42,11 +21,9 @@ json=$("$VEX" list --json mod.pbo)
 for part in '"kind":"archive"' '"type":1024' '"prefix":"mod\\data"' '"name":"sub\\b.txt"' '"warnings":[]' '"error":null'; do
   grep -qF -- "$part" <<<"$json" || fail "JSON lacks $part: $json"
 done
-set +e
-"$VEX" list --json missing.pbo >json.txt 2>/dev/null; status=$?
-set -e
+status=$(status_of "$VEX" list --json missing.pbo)
 [ "$status" -eq 1 ] || fail "a missing archive lists with status $status"
-grep -qF '"error":{"code":-3,"message":"ArchiveFile No File found"}' json.txt || fail "JSON error: $(cat json.txt)"
+grep -qF '"error":{"code":-3,"message":"ArchiveFile No File found"}' stdout || fail "JSON error: $(cat stdout)"
 
 # unpack: several archives in one call, each under its prefix or its own name.
 "$VEX" -q unpack mod.pbo plain.pbo -o out
@@ -56,12 +33,10 @@ grep -qF '"error":{"code":-3,"message":"ArchiveFile No File found"}' json.txt ||
 [ "$(date -u -r out/mod/data/config.cpp +%s)" = 1000000000 ] || fail "config.cpp kept no time"
 
 # Unsafe names are refused, named, and nothing lands outside the output folder.
-set +e
-"$VEX" -q unpack hostile.pbo -o out3 2>err.txt; status=$?
-set -e
+status=$(status_of "$VEX" -q unpack hostile.pbo -o out3)
 [ "$status" -eq 1 ] || fail "a hostile archive exits with $status"
-grep -qF '..\evil.txt refused' err.txt || fail "no refusal line: $(cat err.txt)"
-grep -qF '(code -14)' err.txt || fail "no code -14: $(cat err.txt)"
+grep -qF '..\evil.txt refused' stderr || fail "no refusal line: $(cat stderr)"
+grep -qF '(code -14)' stderr || fail "no code -14: $(cat stderr)"
 [ -f out3/hostile/ok.txt ] || fail "the safe entry was not extracted"
 [ -z "$(find . -name evil.txt)" ] || fail "evil.txt was written"
 
@@ -76,20 +51,16 @@ long=$(printf 'n%.0s' $(seq 251)).txt
 { header a 0 0 0 0 1; header 'a\b' 0 0 0 0 1; header 'd\e' 0 0 0 0 1; header d 0 0 0 0 1
   header 'gone\c.txt' 0 0 0 0 1; header ok.txt 0 0 0 0 1; terminator; printf 'abedco'; } >clash.pbo
 mkdir -p outclash/clash && ln -s missing outclash/clash/gone
-set +e
-"$VEX" -q unpack clash.pbo -o outclash 2>err.txt; status=$?
-set -e
-[ "$status" -eq 1 ] && grep -qF '(code -14)' err.txt || fail "clashing names: status $status, $(cat err.txt)"
-grep -qxF 'a\b refused: a file stands where a folder of its path should be' err.txt || fail "a\b: $(cat err.txt)"
-grep -qxF 'd refused: a folder stands where the file should be' err.txt || fail "d: $(cat err.txt)"
-grep -qxF 'gone\c.txt refused: a symbolic link on its path leads nowhere' err.txt || fail "gone: $(cat err.txt)"
+status=$(status_of "$VEX" -q unpack clash.pbo -o outclash)
+[ "$status" -eq 1 ] && grep -qF '(code -14)' stderr || fail "clashing names: status $status, $(cat stderr)"
+grep -qxF 'a\b refused: a file stands where a folder of its path should be' stderr || fail "a\b: $(cat stderr)"
+grep -qxF 'd refused: a folder stands where the file should be' stderr || fail "d: $(cat stderr)"
+grep -qxF 'gone\c.txt refused: a symbolic link on its path leads nowhere' stderr || fail "gone: $(cat stderr)"
 [ "$(cat outclash/clash/a outclash/clash/d/e outclash/clash/ok.txt)" = aeo ] || fail "the other entries were not extracted"
 ln -s nowhere dangling
-set +e
-"$VEX" -q unpack plain.pbo -o dangling 2>err.txt; status=$?
-set -e
-[ "$status" -eq 1 ] && grep -qxF 'notes.txt refused: a symbolic link on its path leads nowhere' err.txt ||
-  fail "-o naming a link that leads nowhere: status $status, $(cat err.txt)"
+status=$(status_of "$VEX" -q unpack plain.pbo -o dangling)
+[ "$status" -eq 1 ] && grep -qxF 'notes.txt refused: a symbolic link on its path leads nowhere' stderr ||
+  fail "-o naming a link that leads nowhere: status $status, $(cat stderr)"
 
 # Control bytes in names reach a terminal escaped, and a pipe as they are.
 { header $'bell\a\033]0;x\a.txt' 0 0 0 0 1; terminator; printf 'z'; } >control.pbo
@@ -105,10 +76,8 @@ fi
 [ -f out4/mod/sub/b.txt ] && [ ! -e out4/mod/config.cpp ] || fail "--files did not select by extension"
 cp mod.pbo bad.pbo
 printf 'J' | dd of=bad.pbo bs=1 seek=$(($(stat -c %s bad.pbo) - 22)) conv=notrunc status=none
-set +e
-"$VEX" -q unpack bad.pbo --strict -o out5 2>/dev/null; strict=$?
-"$VEX" -q unpack bad.pbo -o out6 2>/dev/null; lenient=$?
-set -e
+strict=$(status_of "$VEX" -q unpack bad.pbo --strict -o out5)
+lenient=$(status_of "$VEX" -q unpack bad.pbo -o out6)
 [ "$strict" -eq 1 ] && [ ! -e out5 ] || fail "--strict extracted an archive with a wrong checksum"
 [ "$lenient" -eq 1 ] && [ -f out6/mod/data/config.cpp ] || fail "a wrong checksum stopped extraction without --strict"
 
@@ -126,8 +95,5 @@ grep -qx 'wrote sel/many: 2 files, 2 bytes' err.txt || fail "no 'wrote' line: $(
 "$VEX" -q unpack - -o piped <plain.pbo
 [ "$(cat piped/stdin/notes.txt)" = hi ] || fail "unpack - -o DIR: $(find piped)"
 
-set +e
-"$VEX" unpack >/dev/null 2>&1; status=$?
-set -e
-[ "$status" -eq 2 ] || fail "unpack without an archive exits with $status"
+[ "$(status_of "$VEX" unpack)" -eq 2 ] || fail "unpack without an archive exits with another status than 2"
 echo "archive: ok"

@@ -2,13 +2,8 @@
 # Whatever a command is given, vex answers with a status and a line, never an abort: folders, pipes,
 # empty and foreign files to every command; mix-ups of files and folders get a suggestion, and a
 # refused file leaves nothing on standard output.
-set -euo pipefail
-: "${VEX:?VEX must name the vex binary}"
 
-fail() { echo "FAIL: $*" >&2; exit 1; }
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
+source "$(dirname "$0")/common.sh"
 
 mkdir folder mod
 echo 'class A {};' >mod/config.cpp
@@ -23,9 +18,8 @@ commands=("list" "unpack -o out" "pack" "config check" "config compile -o out/c.
   "sound check" "sound convert -o out/s.wav" "texture to-png -o out/" "texture from-png -o out/t.paa")
 for input in folder pipe empty.bin zero.pbo foreign.zip; do
   for command in "${commands[@]}"; do
-    status=0
     # shellcheck disable=SC2086
-    timeout 20 "$VEX" $command "$input" >stdout 2>stderr || status=$?
+    status=$(status_of timeout 20 "$VEX" $command "$input")
     [ "$status" -le 2 ] || fail "vex $command $input ended with status $status: $(cat stderr)"
     [ "$status" -eq 0 ] || grep -q '^vex: ' stderr || fail "vex $command $input failed without a line: $(cat stderr)"
     [ "$status" -eq 0 ] || [ ! -s stdout ] || fail "vex $command $input failed after writing to standard output"
@@ -34,9 +28,8 @@ done
 [ ! -e out ] || [ -z "$(find out -type f)" ] || fail "a refused input left files: $(find out -type f)"
 
 expect() {  # expect LINE COMMAND...: the command fails with status 1 and this line
-  local line=$1; shift
-  local status=0
-  "$@" >stdout 2>stderr || status=$?
+  local line=$1 status; shift
+  status=$(status_of "$@")
   [ "$status" -eq 1 ] || fail "$* exits with $status"
   grep -qxF -- "$line" stderr || fail "$*: no '$line' in: $(cat stderr)"
   [ ! -s stdout ] || fail "$* wrote to standard output"

@@ -3,18 +3,10 @@
 # stops the others nor leaves anything behind, the summary names it and the status is 1; archives
 # are the bytes that one worker makes; --only-changed keeps exactly the archives whose folder and
 # options are as they were.
-set -euo pipefail
-: "${VEX:?VEX must name the vex binary}"
 : "${SAMPLES:?SAMPLES must name the samples folder}"
-export TZ=UTC
-
-fail() { echo "FAIL: $*" >&2; exit 1; }
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
+source "$(dirname "$0")/common.sh"
 # Records of earlier builds stay inside the test.
 export XDG_CACHE_HOME=$work/cache
-status_of() { local s=0; "$@" >/dev/null 2>&1 || s=$?; echo "$s"; }
 
 for name in a b c d e; do
   mkdir -p "src/$name/data"

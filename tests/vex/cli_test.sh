@@ -1,13 +1,8 @@
 #!/usr/bin/env bash
 # The tool's conventions: version, help, usage errors that say what to do, global options in any
 # position, and the same exit status for the same kind of outcome in every command.
-set -euo pipefail
-: "${VEX:?VEX must name the vex binary}"
 
-fail() { echo "FAIL: $*" >&2; exit 1; }
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
+source "$(dirname "$0")/common.sh"
 
 version=$("$VEX" --version)
 [[ "$version" == "vex 4.11 "* ]] || fail "version line is '$version'"

@@ -1,25 +1,15 @@
 #!/usr/bin/env bash
 # vex config check, run as a user would: the summary on success, the error with file and line on
 # failure, and the include root for names that start with a backslash.
-set -u
-samples="$(cd "$(dirname "$0")/../../samples" && pwd)"
-work="$(mktemp -d)"
-trap 'rm -rf "$work"' EXIT
-passed=0
-failed=0
+samples=$(cd "$(dirname "$0")/../../samples" && pwd)
+source "$(dirname "$0")/common.sh"
 
 expect() {  # expect NAME EXPECTED-STATUS EXPECTED-TEXT-PATTERN COMMAND...
-    local name="$1" status="$2" pattern="$3"
+    local name=$1 status=$2 pattern=$3 output actual=0
     shift 3
-    local output
-    output="$("$@" 2>&1)"
-    local actual=$?
-    if [[ $actual -eq $status && "$output" =~ $pattern ]]; then
-        passed=$((passed + 1))
-    else
-        failed=$((failed + 1))
-        echo "FAILED $name: status $actual, output: $output"
-    fi
+    output=$("$@" 2>&1) || actual=$?
+    [[ $actual -eq $status && "$output" =~ $pattern ]] ||
+        { echo "FAIL: $name: status $actual, output: $output"; failures=$((failures + 1)); }
 }
 
 expect "sample mod compiles" 0 "^$samples/mod/config.cpp: 11 classes, 25 values, 9 defines, 3 files read" \
@@ -46,5 +36,4 @@ expect "missing include" 1 "^vex: error: In File $work/missing.cpp: Line 1 Canno
 expect "missing file" 1 "invalid file \\(code 3\\)" "$VEX" config check "$work/none.cpp"
 expect "no file named" 2 "FILE is required" "$VEX" config check
 
-echo "$passed passed, $failed failed"
-[[ $failed -eq 0 ]]
+finish "config check"

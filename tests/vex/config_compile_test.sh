@@ -3,15 +3,7 @@
 # the offset style unless the text or --reference chooses the inline style, --kern forcing the offset
 # style, decoded text compiling back to the same bytes, and failures that exit with status 1, the
 # file and line of the error, and no file left behind.
-set -euo pipefail
-: "${VEX:?set VEX to the vex binary}"
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-failures=0
-check() {  # check DESCRIPTION COMMAND...
-    local what=$1; shift
-    if ! "$@"; then echo "FAIL: $what"; failures=$((failures + 1)); fi
-}
+source "$(dirname "$0")/common.sh"
 
 mkdir -p "$work/mod" "$work/root/tag"
 printf '#define SIZE 3\r\nclass Base { size = SIZE; };\r\n#include "\\tag\\more.hpp"\r\n' >"$work/mod/config.cpp"
@@ -74,5 +66,4 @@ status=0
 "$VEX" config compile 2>/dev/null || status=$?
 check "a missing FILE is a usage error" test "$status" -eq 2
 
-if [ "$failures" -ne 0 ]; then exit 1; fi
-echo "config compile: all checks passed"
+finish "config compile"

@@ -1,15 +1,7 @@
 #!/usr/bin/env bash
 # vex config decode as a user runs it: text on standard output or into a file named with -o, tabs on
 # request, and failures that leave no file behind and exit with status 1.
-set -euo pipefail
-: "${VEX:?set VEX to the vex binary}"
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-failures=0
-check() {  # check DESCRIPTION COMMAND...
-    local what=$1; shift
-    if ! "$@"; then echo "FAIL: $what"; failures=$((failures + 1)); fi
-}
+source "$(dirname "$0")/common.sh"
 
 # Offset style: the root holds class C { y = 2; } and x = 1; C's body follows the root's, then the
 # empty enum table.
@@ -72,5 +64,4 @@ for name in bare table; do
     check "inline style, $name, compiles back to its bytes" cmp -s "$work/tgr/$name.bin" "$work/tgr/$name.again.bin"
 done
 
-if [ "$failures" -ne 0 ]; then exit 1; fi
-echo "config decode: all checks passed"
+finish "config decode"

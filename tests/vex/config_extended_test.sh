@@ -2,15 +2,7 @@
 # Configs as mods write them today: vex reads each idiom by default and refuses it with --reference,
 # with its code; an error shows its line and marks the token; and decoded files of every style
 # compile back to the very same bytes.
-set -euo pipefail
-: "${VEX:?set VEX to the vex binary}"
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-failures=0
-check() {  # check DESCRIPTION COMMAND...
-    local what=$1; shift
-    if ! "$@"; then echo "FAIL: $what"; failures=$((failures + 1)); fi
-}
+source "$(dirname "$0")/common.sh"
 
 idiom() {  # idiom NAME CODE TEXT
     local name=$1 code=$2
@@ -66,5 +58,4 @@ for style in tgr_bare kern signed; do
     check "$style: decoded text compiles to the same bytes" cmp -s "$work/$style.bin" "$work/again.bin"
 done
 
-if [ "$failures" -ne 0 ]; then exit 1; fi
-echo "config extended: all checks passed"
+finish "config extended"

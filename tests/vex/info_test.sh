@@ -1,18 +1,9 @@
 #!/usr/bin/env bash
 # vex info on a file of every kind, made here or taken from samples/: each is identified by its
 # content, whatever its name, and described with its handler's lines; -r counts kinds and failures.
-set -euo pipefail
-: "${VEX:?VEX must name the vex binary}"
-export TZ=UTC
 samples=$(cd "$(dirname "$0")/../../samples" && pwd)
-
-fail() { echo "FAIL: $*" >&2; exit 1; }
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
+source "$(dirname "$0")/common.sh"
 mkdir mixed
-
-u32() { printf '\\x%02x\\x%02x\\x%02x\\x%02x' $(($1 & 255)) $(($1 >> 8 & 255)) $(($1 >> 16 & 255)) $(($1 >> 24 & 255)); }
 
 "$VEX" -q pack "$samples/mod" -o mixed/mod.pbo -I "$samples" --mtime 1700000000
 cp mixed/mod.pbo mixed/renamed.dat
@@ -55,9 +46,7 @@ expect mixed/notes.txt "mixed/notes.txt: not a file this tool reads"
 "$VEX" info mixed/notes.txt mixed/lamp.txt >/dev/null || fail "unknown bytes are no failure"
 
 # A model that cannot be read: exit 1, and the handler's message with its code.
-set +e
-message=$("$VEX" info mixed/broken.p3d 2>&1 >/dev/null); status=$?
-set -e
+status=0; message=$("$VEX" info mixed/broken.p3d 2>&1 >/dev/null) || status=$?
 [ "$status" -eq 1 ] || fail "a broken model exits with $status"
 [ "$message" = "vex: error: mixed/broken.p3d: P3D: bad header (code 22)" ] || fail "broken model: $message"
 
@@ -80,13 +69,9 @@ grep -qF '{"path":"mixed/notes.txt","kind":"unknown","described":false,"fields":
   fail "unknown JSON: $json"
 
 # A folder needs -r; with it every file is described and the run ends with counts and failures.
-set +e
-"$VEX" info mixed >/dev/null 2>&1; status=$?
-set -e
+status=0; "$VEX" info mixed >/dev/null 2>&1 || status=$?
 [ "$status" -eq 1 ] || fail "a folder without -r exits with $status"
-set +e
-survey=$("$VEX" info -r mixed 2>/dev/null); status=$?
-set -e
+status=0; survey=$("$VEX" info -r mixed 2>/dev/null) || status=$?
 [ "$status" -eq 1 ] || fail "-r over a broken model exits with $status"
 summary=$(sed -n '/^12 files$/,$p' <<<"$survey")
 expected='12 files
@@ -108,8 +93,6 @@ grep -qx '{"summary":{"files":12,"kinds":{"binarised config":1,"model":3,.*"unkn
 # Whatever is named, vex answers: an empty file, a missing one, a device.
 : >empty
 expect empty "empty: not a file this tool reads"
-set +e
-"$VEX" info missing /dev/null >/dev/null 2>&1; status=$?
-set -e
+status=0; "$VEX" info missing /dev/null >/dev/null 2>&1 || status=$?
 [ "$status" -eq 1 ] || fail "a missing file exits with $status"
 echo "info: ok"

@@ -1,14 +1,8 @@
 #!/usr/bin/env bash
 # vex pack on the sample mod: the archive lists, unpacks with its config as text, and packs again
 # into the very same bytes; a failed pack leaves no archive behind.
-set -euo pipefail
-: "${VEX:?VEX must name the vex binary}"
-export TZ=UTC
 samples=$(cd "$(dirname "$0")/../../samples" && pwd)
-
-fail() { echo "FAIL: $*" >&2; exit 1; }
-work=$(mktemp -d)
-trap 'chmod -R u+rw "$work"; rm -rf "$work"' EXIT
+source "$(dirname "$0")/common.sh"
 
 "$VEX" -q pack "$samples/mod" -o "$work/mod.pbo" -I "$samples" --mtime 1700000000 --compress
 listing=$("$VEX" list "$work/mod.pbo")
@@ -58,9 +52,7 @@ rm "$work/lamps.pbo"
 (cd "$work/named" && "$VEX" -q pack . --style kqm) || fail "pack . failed"
 [ -f "$work/lamps.pbo" ] || fail "pack . did not write beside the folder"
 echo '..\..\escape' >"$work/named/PboName.h"
-set +e
-message=$(cd "$work" && "$VEX" -q pack named 2>&1); status=$?
-set -e
+status=0; message=$(cd "$work" && "$VEX" -q pack named 2>&1) || status=$?
 [ "$status" -eq 1 ] && grep -qF '(code -14)' <<<"$message" || fail "a PboName.h with folders: $message"
 
 # -o DIR/ (made when missing) writes FOLDER.pbo there, -o - writes the archive to standard output;
@@ -80,9 +72,7 @@ cmp "$work/sorted.pbo" "$work/piped.pbo" || fail "-o - gives other bytes"
 # A config that does not compile: its error and its line under the build's.
 mkdir -p "$work/badconfig"
 printf 'class A: Missing {};\n' >"$work/badconfig/config.cpp"
-set +e
-message=$("$VEX" -q pack "$work/badconfig" --prefix p 2>&1); status=$?
-set -e
+status=0; message=$("$VEX" -q pack "$work/badconfig" --prefix p 2>&1) || status=$?
 [ "$status" -eq 1 ] || fail "a bad config: exit $status"
 [ "$message" = "vex: error: $work/badconfig: Rap or Rapfile error: In File $work/badconfig/config.cpp: Line 1 rap: missing inheritence class(es) (code -15)
     1 | class A: Missing {};
@@ -95,9 +85,7 @@ echo secret >"$work/bad/b.txt"
 chmod 000 "$work/bad/b.txt"
 if ! cat "$work/bad/b.txt" >/dev/null 2>&1; then
   echo old >"$work/bad.pbo"
-  set +e
-  message=$("$VEX" -q pack "$work/bad" -o "$work/bad.pbo" --style kqm 2>&1); status=$?
-  set -e
+  status=0; message=$("$VEX" -q pack "$work/bad" -o "$work/bad.pbo" --style kqm 2>&1) || status=$?
   [ "$status" -eq 1 ] || fail "unreadable file: exit $status"
   grep -qF '(code -27)' <<<"$message" || fail "unreadable file: $message"
   [ "$(cat "$work/bad.pbo")" = old ] || fail "the earlier archive was replaced"
@@ -118,17 +106,13 @@ for line in 'pipe (a pipe, a socket or a device)' 'dangling (a link that leads n
     'loop (a link that leads round in a loop)' 'linked (a link to a folder)'; do
   grep -qxF "excluding $line" "$work/odd.txt" || fail "no 'excluding $line' in: $(cat "$work/odd.txt")"
 done
-set +e
-"$VEX" pack "$work/odd" -o "$work/prefixed.pbo" --prefix '..\..\x' 2>"$work/prefix.txt"; status=$?
-set -e
+status=0; "$VEX" pack "$work/odd" -o "$work/prefixed.pbo" --prefix '..\..\x' 2>"$work/prefix.txt" || status=$?
 [ "$status" -eq 2 ] && [ ! -e "$work/prefixed.pbo" ] || fail "--prefix ..\..\x: status $status"
 grep -qF 'leads outside the folder it is unpacked into' "$work/prefix.txt" || fail "prefix refusal: $(cat "$work/prefix.txt")"
 
 # A write that fails names the file and the system's reason, and leaves nothing behind.
 head -c 300000 /dev/urandom >"$work/odd/real/large.bin"
-set +e
-message=$(ulimit -f 100; trap '' XFSZ; "$VEX" -q pack "$work/odd" -o "$work/full.pbo" 2>&1); status=$?
-set -e
+status=0; message=$(ulimit -f 100; trap '' XFSZ; "$VEX" -q pack "$work/odd" -o "$work/full.pbo" 2>&1) || status=$?
 [ "$status" -eq 1 ] || fail "a failed write: exit $status"
 grep -qxF "cannot write $work/full.pbo: File too large" <<<"$message" || fail "failed write: $message"
 [ -z "$(find "$work" -name '.part-*')" ] || fail "a failed write left $(find "$work" -name '.part-*')"

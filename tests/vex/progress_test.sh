@@ -3,13 +3,8 @@
 # pseudo-terminal made by script) and never in a pipe or with -q; Escape on the terminal and Ctrl-C
 # end the operation with "User cancelled" on its own line and status 130, leave no half-written
 # file, and an interrupted unpack says how far it came.
-set -euo pipefail
-: "${VEX:?VEX must name the vex binary}"
 
-fail() { echo "FAIL: $*" >&2; exit 1; }
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
+source "$(dirname "$0")/common.sh"
 command -v script >/dev/null || { echo "progress: skipped, no script to make a terminal"; exit 0; }
 
 # Thousands of entries, so that their lines overfill any pipe that is not read.

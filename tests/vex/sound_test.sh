@@ -1,22 +1,9 @@
 #!/usr/bin/env bash
 # vex sound check and vex sound convert as a user runs them: the sample click to WSS with each
 # compression and back, sounds from editors' formats, and refusals that write nothing.
-set -euo pipefail
-: "${VEX:?set VEX to the vex binary}"
 : "${WRITE_TEST_AUDIO:?set WRITE_TEST_AUDIO to the test sound writer}"
 : "${SAMPLES:?set SAMPLES to the samples folder}"
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-failures=0
-check() {  # check DESCRIPTION COMMAND...
-    local what=$1; shift
-    if ! "$@"; then echo "FAIL: $what"; failures=$((failures + 1)); fi
-}
-status_of() {  # status_of COMMAND...: the exit status, with standard error kept in $work/stderr
-    local status=0
-    "$@" >"$work/stdout" 2>"$work/stderr" || status=$?
-    echo "$status"
-}
+source "$(dirname "$0")/common.sh"
 
 click=$SAMPLES/mod/data/click.wav
 printf '%s\n' "WAVMonoUnCompressed" "SampleRate        8000" "Bytes per Second  8000 " "BlockAlign            1" \
@@ -72,5 +59,4 @@ check "--compress with WAVE output is a usage error" \
     test "$(status_of "$VEX" sound convert "$click" -o "$work/x.wav" --compress 8)" -eq 2
 check "refusals write nothing" test -z "$(ls "$work" | grep -E '^(strict|six|rate|t|x)\.')"
 
-if [ "$failures" -ne 0 ]; then exit 1; fi
-echo "sound: all checks passed"
+finish "sound"
