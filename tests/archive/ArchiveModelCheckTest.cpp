@@ -67,18 +67,14 @@ TEST_F(ArchiveModelCheck, AModelThatNamesOnlyWhatIsThereBuilds) {
     EXPECT_LT(lines.find("scanning p3d\r\n"), lines.find("Using folder's prefix:x\\mod \r\n")) << "models come first";
 }
 
-TEST_F(ArchiveModelCheck, WithoutTheOptionModelsAreNotOpened) {
-    const std::string source = makeFolder();
-    folder.write("src/broken.p3d", "MLOD but nothing else");
-    EXPECT_EQ(build(source, 0), 0) << lines;
-    EXPECT_EQ(lines.find("scanning p3d"), std::string::npos);
-}
-
 TEST_F(ArchiveModelCheck, AModelThatCannotBeReadStopsTheBuildAndACancelStaysACancel) {
     const std::string source = makeFolder();
     folder.write("src/broken.p3d", std::string("ODOL\x39\0\0\0\x01\0\0\0", 12));
     EXPECT_EQ(build(source, ArchiveFile::CheckModels), AE_ModelOrWorldFormat);
     EXPECT_NE(lines.find("broken.p3d: P3D: bad header\r\n"), std::string::npos) << lines;
+    // Without the option models are not opened.
+    EXPECT_EQ(build(source, 0), 0) << lines;
+    EXPECT_EQ(lines.find("scanning p3d"), std::string::npos);
 
     std::filesystem::remove(folder / "src/broken.p3d");
     EXPECT_EQ(archive.MakePboNew(source.c_str(), ArchiveFile::StyleKern | ArchiveFile::CheckModels,
