@@ -31,16 +31,14 @@ done
 # A failure: status 1, the file and line, and the earlier output kept.
 printf 'class A\r\n{\r\n  class B: Nowhere {};\r\n};\r\n' >"$work/bad.cpp"
 echo earlier >"$work/bad.bin"
-status=0
-"$VEX" config compile "$work/bad.cpp" 2>"$work/stderr" || status=$?
+status=$(status_of "$VEX" config compile "$work/bad.cpp")
 check "a bad text fails with status 1" test "$status" -eq 1
 check "the failure names file, line and code" \
     grep -q "vex: error: In File $work/bad.cpp: Line 3 rap: missing inheritence class(es) (code 33)" "$work/stderr"
 check "the earlier output is kept" grep -qx earlier "$work/bad.bin"
 
 printf 'class A;\r\nclass B {};\r\n' >"$work/extern.cpp"
-status=0
-"$VEX" config compile --reference "$work/extern.cpp" 2>"$work/stderr" || status=$?
+status_of "$VEX" config compile --reference "$work/extern.cpp" >/dev/null
 check "extern in the inline style fails" grep -q 'Rap Output is TGR, extern class is not supported (code 38)' "$work/stderr"
 check "and leaves no file" test ! -e "$work/extern.bin"
 "$VEX" -q config compile "$work/extern.cpp"
@@ -50,20 +48,16 @@ check "the default style makes it writable" test -s "$work/extern.bin"
 check "-o DIR/ makes the folders and writes FILE.bin in them" cmp -s "$work/mod/config.bin" "$work/absent/folders/config.bin"
 "$VEX" config compile - -I "$work/root" <"$work/mod/config.cpp" >"$work/piped.bin" 2>"$work/stderr"
 check "text on standard input gives raP on standard output" cmp -s "$work/mod/config.bin" "$work/piped.bin"
-status=0
-"$VEX" config compile "$work/mod/config.cpp" -I "$work/root" -o "$work/mod/config.cpp/out.bin" 2>"$work/stderr" || status=$?
+status=$(status_of "$VEX" config compile "$work/mod/config.cpp" -I "$work/root" -o "$work/mod/config.cpp/out.bin")
 check "an output whose folder cannot be made fails" test "$status" -eq 1
 check "and says why" grep -q "vex: error: cannot make the folder $work/mod/config.cpp" "$work/stderr"
-status=0
-"$VEX" config compile "$work/kern.bin" 2>"$work/stderr" || status=$?
+status_of "$VEX" config compile "$work/kern.bin" >/dev/null
 check "binarised input is refused" grep -q 'is binarised already' "$work/stderr"
 printf 'class A {};\r\n' >"$work/same.bin"
-status=0
-"$VEX" config compile "$work/same.bin" 2>"$work/stderr" || status=$?
+status_of "$VEX" config compile "$work/same.bin" >/dev/null
 check "the input is never overwritten" grep -qx 'class A {};'$'\r' "$work/same.bin"
 check "no temporary file is left" test -z "$(find "$work" -name '*.part-*')"
-status=0
-"$VEX" config compile 2>/dev/null || status=$?
+status=$(status_of "$VEX" config compile)
 check "a missing FILE is a usage error" test "$status" -eq 2
 
 finish "config compile"
