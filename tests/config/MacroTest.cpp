@@ -1,5 +1,6 @@
 // Defines: parameters, the stringize form, joining, re-expansion, the built-in words and __EVAL.
 #include <string>
+#include <utility>
 
 #include "tests/config/ConfigTestSupport.h"
 
@@ -21,27 +22,30 @@ TEST_F(ConfigMacros, QuotedNamesBuiltWithJoins) {
     EXPECT_EQ(tree(std::string(Idioms) + "n = QUOTE(GVAR(name));"), "n=\"TAG_name\"");
 }
 
-TEST_F(ConfigMacros, ArgumentsKeepCommasInsideParenthesesAndStrings) {
-    EXPECT_EQ(tree("#define FIRST(a,b) a\n#define SECOND(a,b) b\n"
-                   "x = FIRST((1,2),3);\ny = SECOND(\"p,q\", \"r,s\");\nz = SECOND(f(1,(2,3)), g(4,5));"),
-              "x=\"(1,2)\" y=\"r,s\" z=\"g(4,5)\"");
-}
-
-TEST_F(ConfigMacros, StringizeQuotesTheWholeArgument) {
-    EXPECT_EQ(tree("#define QUOTE(x) #x\na = QUOTE(two words);\nb = QUOTE();\nc = QUOTE(  padded  );"),
-              "a=\"two words\" b=\"\" c=\"padded\"");
-}
-
-TEST_F(ConfigMacros, ExpansionsAreExpandedAgain) {
-    EXPECT_EQ(tree("#define ONE 1\n#define LIST(a) {a, ONE}\n#define CAT(a,b) a##b\n#define FOOBAR 42\n"
-                   "v[] = LIST(ONE);\nw = CAT(FOO,BAR);\nx = CAT(ON,E);"),
-              "v[]={1,1} w=42 x=1");
-}
-
-TEST_F(ConfigMacros, DefineThatWritesAWholeClass) {
-    EXPECT_EQ(tree("#define ITEM(n, base, m) class n: base { mass = m; name = #n; };\nclass Base {};\n"
-                   "ITEM(Box, Base, 10)\nITEM(Crate, Box, 2.5);"),
-              "class Base {}; class Box: Base {mass=10 name=\"Box\"}; class Crate: Box {mass=2.5f name=\"Crate\"};");
+// Arguments keep commas inside parentheses and strings; # quotes the whole argument; expansions are
+// expanded again, may write whole classes, keep the parentheses of a define without parameters, call
+// a define passed by name; the built-in words give the line and the file.
+TEST_F(ConfigMacros, ExpansionsGiveTheseTrees) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"#define FIRST(a,b) a\n#define SECOND(a,b) b\n"
+         "x = FIRST((1,2),3);\ny = SECOND(\"p,q\", \"r,s\");\nz = SECOND(f(1,(2,3)), g(4,5));",
+         "x=\"(1,2)\" y=\"r,s\" z=\"g(4,5)\""},
+        {"#define QUOTE(x) #x\na = QUOTE(two words);\nb = QUOTE();\nc = QUOTE(  padded  );",
+         "a=\"two words\" b=\"\" c=\"padded\""},
+        {"#define ONE 1\n#define LIST(a) {a, ONE}\n#define CAT(a,b) a##b\n#define FOOBAR 42\n"
+         "v[] = LIST(ONE);\nw = CAT(FOO,BAR);\nx = CAT(ON,E);",
+         "v[]={1,1} w=42 x=1"},
+        {"#define ITEM(n, base, m) class n: base { mass = m; name = #n; };\nclass Base {};\n"
+         "ITEM(Box, Base, 10)\nITEM(Crate, Box, 2.5);",
+         "class Base {}; class Box: Base {mass=10 name=\"Box\"}; class Crate: Box {mass=2.5f name=\"Crate\"};"},
+        {"#define SUM (1+2)\n#define EMPTY\ns = SUM EMPTY;\n#define NOARGS() 7\nn = NOARGS();",
+         "s=\"(1+2)\" n=7"},
+        {"#define TWICE(x) x x\n#define APPLY(f,v) f(v)\nv = APPLY(TWICE, go);",
+         "v=\"go go\""},
+        {"#define QUOTE(x) #x\na = __LINE__;\n\nb = QUOTE(__FILE__);\n#define L __LINE__\nc = L;",
+         "a=2 b=\"test.cpp\" c=6"},
+    };
+    for (const auto& [text, expected] : cases) EXPECT_EQ(tree(text), expected) << text;
 }
 
 TEST_F(ConfigMacros, ArgumentListsSpanLinesWhileADefineEndsWithItsLine) {
@@ -49,11 +53,6 @@ TEST_F(ConfigMacros, ArgumentListsSpanLinesWhileADefineEndsWithItsLine) {
     // Parentheses left open in a define's body are its text; in its name they want their ")" there.
     EXPECT_EQ(tree("#define OPEN (a\nclass A { v = OPEN; };"), "class A {v=\"(a\"};");
     EXPECT_EQ(error("#define X(a a\nclass A {};\nb = 1);\n"), "In File test.cpp: Line 1 Expected (...) during define expansion");
-}
-
-TEST_F(ConfigMacros, DefineWithoutParametersKeepsItsParentheses) {
-    EXPECT_EQ(tree("#define SUM (1+2)\n#define EMPTY\ns = SUM EMPTY;\n#define NOARGS() 7\nn = NOARGS();"),
-              "s=\"(1+2)\" n=7");
 }
 
 TEST_F(ConfigMacros, SameBodyTwiceIsAcceptedAndADifferentBodyRefused) {
@@ -77,10 +76,6 @@ TEST_F(ConfigMacros, CallsWithoutTheirArgumentsAreRefused) {
     EXPECT_EQ(error("#define F(a) a\nx = F(1\n"), "In File test.cpp: Line 2 Expected (...) during define expansion");
 }
 
-TEST_F(ConfigMacros, ADefinePassedByNameIsCalledByTheOneItIsPassedTo) {
-    EXPECT_EQ(tree("#define TWICE(x) x x\n#define APPLY(f,v) f(v)\nv = APPLY(TWICE, go);"), "v=\"go go\"");
-}
-
 TEST_F(ConfigMacros, SelfReferenceEndsWithACode) {
     EXPECT_EQ(error("#define A B + 1\n#define B A\nx = A;\n"), "In File test.cpp: Line 3 #Define bad label");
     EXPECT_EQ(callbackLines().back(), "A expands into itself\r\n");
@@ -97,11 +92,6 @@ TEST_F(ConfigMacros, RunawayExpansionsEndWithACode) {
     for (int i = 1; i <= 40; ++i)
         doubling += "#define E" + std::to_string(i) + " E" + std::to_string(i - 1) + " E" + std::to_string(i - 1) + "\n";
     EXPECT_EQ(error(doubling + "v = E40;"), "In File test.cpp: Line 42 #Define bad label");
-}
-
-TEST_F(ConfigMacros, BuiltinWordsGiveTheLineAndTheFile) {
-    EXPECT_EQ(tree("#define QUOTE(x) #x\na = __LINE__;\n\nb = QUOTE(__FILE__);\n#define L __LINE__\nc = L;"),
-              "a=2 b=\"test.cpp\" c=6");
 }
 
 TEST_F(ConfigEval, EvaluatesStrictlyLeftToRight) {
