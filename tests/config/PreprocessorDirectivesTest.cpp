@@ -23,13 +23,10 @@ TEST_F(ConfigDirectives, NestedBlockInAFalseBlockStaysSkippedThroughItsElse) {
     EXPECT_EQ(callbackLines(), (std::vector<std::string>{"#else\r\n", "#endif\r\n"}));
 }
 
-TEST_F(ConfigDirectives, ElseOrEndifWithoutAnOpenBlockIsRefused) {
+TEST_F(ConfigDirectives, MalformedDirectivesAreRefused) {
     EXPECT_EQ(error("a=1;\n#else\n"), "In File test.cpp: Line 2 #endif pr #else with no #if");
     EXPECT_EQ(error("#ifdef A\n#endif\n#endif\n"), "In File test.cpp: Line 3 #endif pr #else with no #if");
     EXPECT_EQ(code, Rapify::RAP_NoOpenBlock);
-}
-
-TEST_F(ConfigDirectives, MalformedDirectivesAreRefused) {
     EXPECT_EQ(error("#ifdef A B\n#endif\n"), "In File test.cpp: Line 1 Expected class, define, or varname");
     EXPECT_EQ(error("a=1;\n#endif extra\n"), "In File test.cpp: Line 2 #endif pr #else with no #if");
     EXPECT_EQ(error("#ifdef\n"), "In File test.cpp: Line 1 unexpected eol");
@@ -123,12 +120,13 @@ TEST_F(ConfigIncludes, ErrorsNameTheIncludedFileAndTheLineCountResumesAfterIt) {
     EXPECT_EQ(std::string(compiler.ErrorString(code)), "In File " + folder / "main2.cpp" + ": Line 4 Expected ]={");
 }
 
-TEST_F(ConfigIncludes, MissingFileIsRefused) {
+TEST_F(ConfigIncludes, MissingFileOrOpenIncludeIsRefused) {
     EXPECT_EQ(error("a = 1;\n#include \"nowhere.hpp\"\n"), "In File test.cpp: Line 2 Cannot include file");
     EXPECT_EQ(code, Rapify::RAP_CannotInclude);
     EXPECT_EQ(error("#include nowhere.hpp\n"), "In File test.cpp: Line 1 Cannot include file");
     EXPECT_EQ(compileFile(folder / "absent.cpp"), 3);
     EXPECT_EQ(std::string(compiler.ErrorString(code)), "In File " + folder / "absent.cpp" + ": invalid file");
+    EXPECT_EQ(error("a = 1;\n#uninclude\n"), "In File test.cpp: Line 2 Internal err: No include to uninclude");
 }
 
 TEST_F(ConfigIncludes, IncludeCycleEndsWithACode) {
@@ -145,10 +143,6 @@ TEST_F(ConfigIncludes, GuardedCycleCompilesAndDefinesOutliveTheirFile) {
     folder.write("main.cpp", "#include \"a.hpp\"\n#include \"b.hpp\"\nv[] = {FROM_A, FROM_B};\n");
     EXPECT_EQ(compileFile(folder / "main.cpp"), 0) << compiler.ErrorString(code);
     EXPECT_EQ(dumpTree(compiler.GetFirst()), "v[]={1,2}");
-}
-
-TEST_F(ConfigIncludes, UnincludeWithoutAnOpenIncludeIsRefused) {
-    EXPECT_EQ(error("a = 1;\n#uninclude\n"), "In File test.cpp: Line 2 Internal err: No include to uninclude");
 }
 
 }  // namespace
