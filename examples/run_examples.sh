@@ -9,7 +9,7 @@ trap 'rm -rf "$work"' EXIT
 mkdir -p "$work/mod/data"
 cat > "$work/mod/config.cpp" <<'TEXT'
 #define NAME(x) demo_##x
-class CfgPatches {
+class AddonInfo {
     class NAME(lamps) {
         units[] = {"Lamp"};
         requiredVersion = 1.5;

@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const bool upperName = size > 0 && (data[0] & 1) != 0;
     put(folder / (upperName ? "$PBOPREFIX$" : "PboPrefix.txt"), input.substr(0, split));
     if (split != std::string_view::npos) put(folder / "PboName.h", input.substr(split + 1));
-    put(folder / "config.cpp", "class CfgPatches { class M { units[] = {}; }; };\n");
+    put(folder / "config.cpp", "class AddonInfo { class M { units[] = {}; }; };\n");
 
     archivefile::ArchiveFile& archive = *root.archiveFile();
     archive.setBuildTime(0);

@@ -188,7 +188,7 @@ bench_batch() {
     rm -rf "$dir" && mkdir -p "$dir/src"
     for i in $(seq -w 1 64); do
       mkdir -p "$dir/src/addon_$i"
-      echo "class CfgPatches { class addon_$i { units[] = {}; }; };" >"$dir/src/addon_$i/config.cpp"
+      echo "class AddonInfo { class addon_$i { units[] = {}; }; };" >"$dir/src/addon_$i/config.cpp"
       awk -v seed="$i" -v folder="$dir/src/addon_$i" 'BEGIN {
         srand(seed)
         for (f = 0; f < 16; f++) {

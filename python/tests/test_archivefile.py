@@ -10,7 +10,7 @@ import archivefile
 SOURCE = pathlib.Path(os.environ.get("ARCHIVEFILE_SOURCE", pathlib.Path(__file__).parents[2]))
 
 CONFIG = """#define NAME(x) demo_##x
-class CfgPatches {
+class AddonInfo {
     class NAME(lamps) {
         units[] = {"Lamp"};
         weight = 12;

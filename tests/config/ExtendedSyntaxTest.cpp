@@ -33,7 +33,7 @@ TEST_F(ConfigExtendedSyntax, ADefineGivenAgainWithAnotherBodyReplacesTheEarlierO
 }
 
 TEST_F(ConfigExtendedSyntax, PragmaLinesAreSkipped) {
-    ASSERT_EQ(compileText("#pragma once\n#PRAGMA hemtt suppress pw3\na = 1;", Extended), 0);
+    ASSERT_EQ(compileText("#pragma once\n#PRAGMA linter suppress w3\na = 1;", Extended), 0);
     EXPECT_EQ(dumpTree(compiler.GetFirst()), "a=1");
     EXPECT_EQ(error("#pragma once\na = 1;"), "In File test.cpp: Line 1 Unknown #");
 }

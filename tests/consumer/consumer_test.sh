@@ -37,7 +37,7 @@ for example in list_archive config_roundtrip; do
          $(pkg-config --cflags --libs archivefile) -Wl,-rpath,"$libdir"
 done
 mkdir "$work/mod"
-printf 'class CfgPatches {\n    class demo { units[] = {}; };\n};\n' > "$work/mod/config.cpp"
+printf 'class AddonInfo {\n    class demo { units[] = {}; };\n};\n' > "$work/mod/config.cpp"
 "$work/cmake/pack_folder" "$work/mod" "$work/mod.pbo" >/dev/null 2>&1
 "$work/list_archive" "$work/mod.pbo" | grep -q '^config.bin ' || { echo "consumer: list_archive" >&2; exit 1; }
 "$work/config_roundtrip" "$work/mod/config.cpp" 2>/dev/null | grep -q 'class demo' ||

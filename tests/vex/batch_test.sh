@@ -10,7 +10,7 @@ export XDG_CACHE_HOME=$work/cache
 
 for name in a b c d e; do
   mkdir -p "src/$name/data"
-  echo "class CfgPatches { class $name { units[] = {}; }; };" >"src/$name/config.cpp"
+  echo "class AddonInfo { class $name { units[] = {}; }; };" >"src/$name/config.cpp"
   for i in $(seq 1 40); do seq "$i" 300 >"src/$name/data/${name}_$i.txt"; done
 done
 echo 'class Broken {' >src/c/config.cpp
